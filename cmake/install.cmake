@@ -1,0 +1,33 @@
+# The libraries, their headers as they stand, a package config and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/kes_algorithm_tracking_base)
+set(libraries kes_algorithm_tracking_base)
+if(NOT KES_EXTERNAL_MEDIA)
+    list(APPEND libraries kes_media)
+endif()
+
+install(TARGETS ${libraries} EXPORT kes_targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+    NAMELINK_COMPONENT development)
+install(DIRECTORY include/kes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(EXPORT kes_targets
+    NAMESPACE kes::
+    FILE kes_algorithm_tracking_baseTargets.cmake
+    DESTINATION ${configDir}
+    COMPONENT development)
+
+configure_package_config_file(cmake/kes_algorithm_tracking_baseConfig.cmake.in
+    kes_algorithm_tracking_baseConfig.cmake
+    INSTALL_DESTINATION ${configDir})
+write_basic_package_version_file(kes_algorithm_tracking_baseConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+configure_file(cmake/kes_algorithm_tracking_base.pc.in kes_algorithm_tracking_base.pc @ONLY)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_baseConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_baseConfigVersion.cmake
+    DESTINATION ${configDir}
+    COMPONENT development)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_base.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)

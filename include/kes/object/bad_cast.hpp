@@ -1,0 +1,24 @@
+// BadCast: a failed conversion between object types, with a message of its own. The library
+// exports the type for its users and never throws it.
+#pragma once
+
+#include <string>
+#include <typeinfo>
+
+#include <kes/export.hpp>
+
+namespace kes::object {
+
+class KES_EXPORT BadCast : public std::bad_cast {
+public:
+    explicit BadCast(std::string message);
+    ~BadCast() override;
+
+    // Returns the message; valid as long as this object lives.
+    char const* what() const noexcept override;
+
+private:
+    std::string message;
+};
+
+}  // namespace kes::object

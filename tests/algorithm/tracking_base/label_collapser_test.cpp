@@ -1,0 +1,100 @@
+#include <kes/algorithm/tracking_base/label_collapser.hpp>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using boost::string_view;
+using kes::algorithm::tracking_base::LabelCollapser;
+using Collapse = std::function<string_view(string_view)>;
+
+string_view Itself(string_view name) { return name; }
+
+string_view VehicleForRoadUsers(string_view name) {
+    return name == "car" || name == "truck" ? string_view("vehicle") : name;
+}
+
+TEST(LabelCollapser, PassesEveryLabelThroughWhenDefaultConstructed) {
+    LabelCollapser const collapser;
+    for (unsigned label : {0U, 7U, 127U, 128U, 1000U, ~0U}) {
+        EXPECT_EQ(collapser.Process(label), label);
+    }
+}
+
+TEST(LabelCollapser, MapsEachLabelToTheIndexOfItsCollapsedName) {
+    struct Case {
+        char const* what;
+        std::vector<std::string> labels;
+        Collapse collapse;
+        std::vector<unsigned> expected;
+    };
+    std::vector<Case> const cases{
+        {"road users", {"car", "truck", "vehicle"}, VehicleForRoadUsers, {2, 2, 2, 0}},
+        {"a repeated name stands for its last index", {"a", "b", "a"}, Itself, {2, 1, 2, 0}},
+        {"an unknown name is index 0",
+         {"a", "b", "c"},
+         [](string_view name) { return name == "b" ? string_view("nowhere") : name; },
+         {0, 0, 2}},
+        {"an unknown name stays 0 for later labels too",
+         {"x", "y", "z"},
+         [](string_view) { return string_view("nowhere"); },
+         {0, 0, 0}},
+        {"an empty name is a name", {"", "x"}, [](string_view) { return string_view(); }, {0, 0}},
+        {"names are compared by content, bytes and all",
+         {std::string("a\0b", 3), "a", "\xff"},
+         [](string_view name) { return name == "a" ? string_view("a\0b", 3) : name; },
+         {0, 0, 2}},
+        {"no label, no call", {}, Collapse(), {0, 0}},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        LabelCollapser const collapser(c.labels, c.collapse);
+        LabelCollapser const copy = collapser;
+        for (unsigned label = 0; label < c.expected.size(); ++label) {
+            EXPECT_EQ(copy.Process(label), c.expected[label]) << "label " << label;
+        }
+        EXPECT_EQ(copy.Process(127), 0U);
+        EXPECT_THROW(copy.Process(128), std::out_of_range);
+    }
+}
+
+TEST(LabelCollapser, AsksOncePerLabelInOrder) {
+    std::vector<std::string> asked;
+    std::vector<std::string> const labels{"c", "a", "b", "a"};
+    LabelCollapser const collapser(labels, [&](string_view name) {
+        asked.emplace_back(name);
+        return name;
+    });
+    EXPECT_EQ(asked, labels);
+}
+
+TEST(LabelCollapser, TakesAtMost128Labels) {
+    std::vector<std::string> labels;
+    for (int i = 0; i < 128; ++i) labels.push_back(std::to_string(i));
+    EXPECT_EQ(LabelCollapser(labels, Itself).Process(127), 127U);
+
+    labels.emplace_back("one too many");
+    bool asked = false;
+    try {
+        LabelCollapser const collapser(labels, [&](string_view name) {
+            asked = true;
+            return name;
+        });
+        FAIL() << "accepted 129 labels";
+    } catch (std::runtime_error const& error) {
+        EXPECT_STREQ(error.what(), "Maximum label size exceeded");
+    }
+    EXPECT_FALSE(asked);
+}
+
+TEST(LabelCollapser, RefusesAnEmptyFunctionAndPassesExceptionsOn) {
+    EXPECT_THROW(LabelCollapser({"a"}, Collapse()), std::bad_function_call);
+    EXPECT_THROW(LabelCollapser({"a"}, [](string_view) -> string_view { throw 42; }), int);
+}
+
+}  // namespace
