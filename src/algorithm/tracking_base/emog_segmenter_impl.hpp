@@ -13,7 +13,8 @@
 
 namespace kes::algorithm::tracking_base {
 
-class EmogSegmenter::Impl {
+// Hidden by name: a class nested in an exported one would be exported with it.
+class __attribute__((visibility("hidden"))) EmogSegmenter::Impl {
 public:
     using BlobState = Eigen::Matrix<CellModel, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
 

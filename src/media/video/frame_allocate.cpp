@@ -20,6 +20,20 @@ constexpr std::size_t BlockAlignment = 16;
 constexpr std::uint64_t PixelOffset = 16;  // from the block's start; keeps plane 0 aligned
 static_assert(sizeof(ReferenceCount) == 4);
 
+// Each holds one pointer, which std::function keeps without allocating: once there is a block, making
+// and copying its frames cannot fail.
+struct AddReference {
+    ReferenceCount* count;
+    void operator()() const { count->fetch_add(1); }
+};
+
+struct DropReference {
+    ReferenceCount* count;  // at the block's start
+    void operator()() const {
+        if (count->fetch_sub(1) == 1) std::free(count);
+    }
+};
+
 struct PlaneLayout {
     std::uint64_t size;
     std::uint64_t stride;
@@ -89,13 +103,8 @@ FrameBase<T> Allocate(ColourFormat colourFormat, geometry::Dimension<unsigned in
         planes[1] = PlaneAt<T>(pixels + layout.plane0.size, layout.plane1);
     }
 
-    // Each captures one pointer, which std::function holds without allocating: from here to the
-    // constructor's call of `ref` nothing throws.
-    auto ref = [count] { count->fetch_add(1); };
-    auto unref = [count] {
-        if (count->fetch_sub(1) == 1) std::free(count);
-    };
-    return FrameBase<T>(planes, colourFormat, size, timestamp, rotation, ref, unref);
+    return FrameBase<T>(planes, colourFormat, size, timestamp, rotation, AddReference{count},
+                        DropReference{count});
 }
 
 template KES_EXPORT FrameBase<void> Allocate(ColourFormat, geometry::Dimension<unsigned int, 2>,
