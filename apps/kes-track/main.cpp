@@ -1,0 +1,100 @@
+// kes-track: what the library is for, as a program. Reads the command line, finds the command in
+// the table, runs it, and turns what goes wrong into one line and an exit code.
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/failure.hpp"
+#include "cli/interrupt.hpp"
+#include "command.hpp"
+
+namespace {
+
+using kes::track::Command;
+using kes::track::cli::ExitCode;
+using kes::track::cli::Failure;
+
+constexpr std::array Commands{
+    Command{"segment", "Find what moves and what has come to stand still",
+            kes::track::AddSegmentCommand},
+};
+
+constexpr char const* ExitCodes =
+    "Exit codes:\n"
+    "  0    done\n"
+    "  1    something unforeseen, such as no memory\n"
+    "  2    the command line is wrong\n"
+    "  3    the input cannot be opened or holds no video\n"
+    "  4    the input is damaged or broke off; what could be had was processed\n"
+    "  5    an output cannot be written\n"
+    "  6    another file that was given, such as a mask, cannot be used\n"
+    "  130  stopped by Ctrl-C (143 by SIGTERM); the outputs hold what came before";
+
+int Complain(ExitCode code, std::string const& line) {
+    std::cerr << "kes-track: " << line << '\n';
+    return static_cast<int>(code);
+}
+
+// CLI11's message, its line breaks made spaces.
+std::string OneLine(std::string text) {
+    for (char& c : text) {
+        if (c == '\n') c = ' ';
+    }
+    return text;
+}
+
+// CLI11 would say only that a command is missing.
+bool IsUnknownCommand(std::string const& argument) {
+    return !argument.starts_with('-') &&
+           std::none_of(Commands.begin(), Commands.end(),
+                        [&](Command const& command) { return argument == command.name; });
+}
+
+int Main(int argc, char** argv) {
+    if (argc > 1 && IsUnknownCommand(argv[1])) {
+        return Complain(ExitCode::BadUsage,
+                        "there is no command '" + std::string(argv[1]) + "' (--help lists them)");
+    }
+    CLI::App app("Foreground and objects in video.", "kes-track");
+    app.set_version_flag("--version", "kes-track " KES_TRACK_VERSION);
+    app.require_subcommand(1);
+    app.footer(ExitCodes);
+
+    std::vector<std::pair<CLI::App*, kes::track::Run>> runs;
+    for (Command const& command : Commands) {
+        CLI::App* const subcommand = app.add_subcommand(command.name, command.summary);
+        runs.emplace_back(subcommand, command.add(*subcommand));
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::Success const& help) {
+        return app.exit(help);  // prints what was asked for
+    } catch (CLI::ParseError const& error) {
+        return Complain(ExitCode::BadUsage, OneLine(error.what()) + " (--help explains)");
+    }
+    for (auto const& [subcommand, run] : runs) {
+        if (subcommand->parsed()) return run();
+    }
+    return static_cast<int>(ExitCode::BadUsage);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    kes::track::cli::CatchInterrupts();
+    try {
+        return Main(argc, argv);
+    } catch (Failure const& failure) {
+        return Complain(failure.Code(), failure.what());
+    } catch (std::bad_alloc const&) {
+        return Complain(ExitCode::Unforeseen, "out of memory");
+    } catch (std::exception const& error) {
+        return Complain(ExitCode::Unforeseen, error.what());
+    }
+}

@@ -1,0 +1,361 @@
+#include "video/reader.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <utility>
+
+extern "C" {
+#include <libavdevice/avdevice.h>
+#include <libavutil/display.h>
+#include <libavutil/mathematics.h>
+}
+
+#include "cli/failure.hpp"
+#include "video/av.hpp"
+#include "video/nv12.hpp"
+
+namespace kes::track::video {
+namespace {
+
+using cli::ExitCode;
+using cli::Failure;
+using std::chrono::nanoseconds;
+
+constexpr std::int64_t MostPixels = std::int64_t{64} << 20;  // twice 8K
+constexpr double GuessedFrameRate = 15.0;
+constexpr double HighestFrameRate = 1000.0;
+constexpr auto LongestSilence = std::chrono::seconds(20);
+// Times beyond these come from damage; within them sums and differences cannot overflow.
+constexpr nanoseconds FurthestTime = std::chrono::hours(24 * 366 * 50);
+
+bool IsUrl(std::string const& input) { return input.find("://") != std::string::npos; }
+bool IsCamera(std::string const& input) { return input.rfind("/dev/video", 0) == 0; }
+
+// libav's count of `timeBase` units; none when it is unset or senseless.
+std::optional<nanoseconds> ToNanoseconds(std::int64_t count, AVRational timeBase) {
+    if (count == AV_NOPTS_VALUE || timeBase.num <= 0 || timeBase.den <= 0) return std::nullopt;
+    std::int64_t const scaled = av_rescale_q(count, timeBase, AVRational{1, 1'000'000'000});
+    nanoseconds const time{scaled};
+    if (scaled == std::numeric_limits<std::int64_t>::min() || time > FurthestTime ||
+        time < -FurthestTime) {
+        return std::nullopt;
+    }
+    return time;
+}
+
+std::optional<double> SensibleRate(AVRational rate) {
+    if (rate.num <= 0 || rate.den <= 0) return std::nullopt;
+    double const value = av_q2d(rate);
+    if (!(value > 0.0) || value > HighestFrameRate) return std::nullopt;
+    return value;
+}
+
+media::video::frame::Rotation RotationOf(AVStream const& stream) {
+    using media::video::frame::Rotation;
+    auto const* const matrix = reinterpret_cast<std::int32_t const*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
+    if (matrix == nullptr) return Rotation::None;
+    double const anticlockwise = av_display_rotation_get(matrix);
+    if (!std::isfinite(anticlockwise)) return Rotation::None;
+    auto const quarters = std::lround(-anticlockwise / 90.0);
+    return static_cast<Rotation>(((quarters % 4) + 4) % 4);
+}
+
+std::string Seconds(nanoseconds time) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f s", std::chrono::duration<double>(time).count());
+    return text;
+}
+
+}  // namespace
+
+class Reader::Impl {
+public:
+    Impl(std::string const& input, ReadOptions readOptions);
+
+    ClipInfo const& Info() const noexcept { return info; }
+    std::optional<Picture> Next();
+    std::optional<std::string> Fault() const;
+
+private:
+    static int IsWaitOver(void* self);
+
+    void Open(std::string const& input);
+    void OpenDecoder();
+    void SeekToStart();
+    void LearnTheClip(std::string const& input);
+    std::optional<nanoseconds> NominalLength() const;
+
+    std::optional<Picture> Read();
+    bool Decode();
+    void Feed();
+    void KeepTime();
+    bool IsCancelled() const { return options.isCancelled && options.isCancelled(); }
+
+    ReadOptions options;
+    ClipInfo info{};
+    std::chrono::steady_clock::time_point deadline{};
+    av::Input input;
+    av::Codec codec;
+    AVStream* stream = nullptr;
+    AVRational timeBase{};
+    nanoseconds period{};               // between two decoded pictures
+    std::optional<nanoseconds> origin;  // the stream's own time at which the clip starts
+    nanoseconds wallClock{};            // time of day at `origin`; 0 where nobody says
+    media::video::frame::Rotation rotation = media::video::frame::Rotation::None;
+
+    av::Packet packet = av::MakePacket();
+    av::Frame decoded = av::MakeFrame();
+    Nv12Converter converter;
+    bool isDrained = false;    // the decoder has been told that no more comes
+    bool isOver = false;       // nothing more is handed out
+    std::uint64_t wanted = 0;  // decoded pictures from `start` on
+    std::uint64_t handedOut = 0;
+    std::optional<nanoseconds> time;  // of the last decoded picture
+    std::optional<Picture> first;
+
+    std::uint64_t damaged = 0;  // packets and pictures
+    std::optional<nanoseconds> firstDamage;
+    int readError = 0;        // that ended the reading, but for a proper end
+    bool reachedEnd = false;  // of the input, not of the duration asked for
+};
+
+Reader::Impl::Impl(std::string const& name, ReadOptions readOptions)
+    : options(std::move(readOptions)) {
+    av::Silence();
+    avdevice_register_all();
+    try {
+        Open(name);
+        OpenDecoder();
+        SeekToStart();
+        LearnTheClip(name);
+    } catch (Failure const& failure) {
+        throw Failure(failure.Code(), name + ": " + failure.what());
+    }
+}
+
+int Reader::Impl::IsWaitOver(void* self) {
+    auto const& reader = *static_cast<Impl*>(self);
+    return reader.IsCancelled() || std::chrono::steady_clock::now() > reader.deadline ? 1 : 0;
+}
+
+void Reader::Impl::Open(std::string const& name) {
+    deadline = std::chrono::steady_clock::now() + LongestSilence;
+    AVFormatContext* context = avformat_alloc_context();
+    if (context == nullptr) throw std::bad_alloc();
+    context->interrupt_callback = {IsWaitOver, this};
+
+    AVDictionary* settings = nullptr;
+    // A playlist in a file may name files, and nothing else.
+    if (!IsUrl(name)) av_dict_set(&settings, "protocol_whitelist", "file,pipe,fd,data,crypto", 0);
+    // Over UDP a busy camera loses packets.
+    if (IsUrl(name)) av_dict_set(&settings, "rtsp_flags", "prefer_tcp", 0);
+    AVInputFormat const* const device = IsCamera(name) ? av_find_input_format("v4l2") : nullptr;
+    std::string const url = name == "-" ? "pipe:0" : name;
+    int error = avformat_open_input(&context, url.c_str(), device, &settings);
+    av_dict_free(&settings);
+    input.reset(context);  // null after a failure
+    if (error >= 0) error = avformat_find_stream_info(input.get(), nullptr);
+    if (error == AVERROR_EXIT && !IsCancelled()) throw Failure(ExitCode::BadInput, "no answer");
+    if (error == AVERROR_INVALIDDATA) {
+        throw Failure(ExitCode::BadInput, "not a video that can be read");
+    }
+    if (error < 0) throw Failure(ExitCode::BadInput, av::ErrorText(error));
+}
+
+void Reader::Impl::OpenDecoder() {
+    AVCodec const* decoder = nullptr;
+    int const index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
+    if (index == AVERROR_DECODER_NOT_FOUND) {
+        throw Failure(ExitCode::BadInput, "no decoder for this kind of video");
+    }
+    if (index < 0) throw Failure(ExitCode::BadInput, "holds no video");
+    for (unsigned int i = 0; i < input->nb_streams; ++i) {
+        if (i != static_cast<unsigned int>(index)) input->streams[i]->discard = AVDISCARD_ALL;
+    }
+    stream = input->streams[index];
+    timeBase = stream->time_base;
+
+    codec.reset(avcodec_alloc_context3(decoder));
+    if (!codec) throw std::bad_alloc();
+    int error = avcodec_parameters_to_context(codec.get(), stream->codecpar);
+    codec->pkt_timebase = timeBase;
+    codec->thread_count = 0;  // as many as the machine has processors
+    codec->max_pixels = MostPixels;
+    if (error >= 0) error = avcodec_open2(codec.get(), decoder, nullptr);
+    if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+    if (error < 0) throw Failure(ExitCode::BadInput, "cannot decode: " + av::ErrorText(error));
+
+    std::optional<double> rate = SensibleRate(stream->avg_frame_rate);
+    if (!rate) rate = SensibleRate(stream->r_frame_rate);
+    info.isRateKnown = rate.has_value();
+    info.frameRate = rate.value_or(GuessedFrameRate) / options.every;
+    info.codec = decoder->name;
+    period = nanoseconds{std::llround(1e9 / rate.value_or(GuessedFrameRate))};
+    rotation = RotationOf(*stream);
+    origin = ToNanoseconds(stream->start_time, timeBase);
+    wallClock = ToNanoseconds(input->start_time_realtime, AVRational{1, 1'000'000})
+                    .value_or(nanoseconds{0});
+}
+
+// Goes to the last key picture before the start where the input allows it; the pictures between
+// are decoded and skipped. Where it does not, everything before the start is.
+void Reader::Impl::SeekToStart() {
+    if (options.start <= nanoseconds{0} || !origin) return;
+    std::int64_t const target =
+        av_rescale_q((*origin + options.start).count(), AVRational{1, 1'000'000'000}, timeBase);
+    avformat_seek_file(input.get(), stream->index, std::numeric_limits<std::int64_t>::min(), target,
+                       target, 0);
+}
+
+// How long the container says that the video lasts, where it says so about the video itself.
+std::optional<nanoseconds> Reader::Impl::NominalLength() const {
+    bool const isAboutVideo = input->nb_streams == 1 || stream->nb_frames > 0;
+    if (!isAboutVideo || input->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return std::nullopt;
+    }
+    std::optional<nanoseconds> length = ToNanoseconds(stream->duration, timeBase);
+    if (!length) length = ToNanoseconds(input->duration, AVRational{1, AV_TIME_BASE});
+    if (!length || *length <= nanoseconds{0}) return std::nullopt;
+    return length;
+}
+
+void Reader::Impl::LearnTheClip(std::string const&) {
+    first = Read();
+    if (!first) {
+        if (IsCancelled()) return;
+        if (time && *time < options.start) {
+            throw Failure(ExitCode::BadInput,
+                          "ends at " + Seconds(*time + period) + ", before the start asked for");
+        }
+        throw Failure(ExitCode::BadInput,
+                      readError != 0 ? "no picture can be decoded: " + av::ErrorText(readError)
+                                     : "no picture can be decoded");
+    }
+    std::optional<nanoseconds> length = NominalLength();
+    if (length) length = std::max(*length - options.start, nanoseconds{0});
+    if (options.duration) length = std::min(length.value_or(*options.duration), *options.duration);
+    info.length = length;
+}
+
+std::optional<Picture> Reader::Impl::Next() {
+    if (first) return std::exchange(first, std::nullopt);
+    return Read();
+}
+
+std::optional<Picture> Reader::Impl::Read() {
+    while (!isOver && !IsCancelled() && Decode()) {
+        KeepTime();
+        if (*time < options.start) continue;
+        if (options.duration && *time - options.start >= *options.duration) break;
+        if (wanted++ % options.every != 0) continue;
+
+        if (handedOut == 0) {
+            info.size = options.size.value_or(Size{static_cast<unsigned int>(decoded->width),
+                                                   static_cast<unsigned int>(decoded->height)});
+        }
+        Frame::TimePoint const timestamp{wallClock + *time};
+        return Picture{handedOut++, *time,
+                       Wrap(converter.Convert(*decoded, info.size), timestamp, rotation)};
+    }
+    isOver = true;
+    return std::nullopt;
+}
+
+// Fetches one picture into `decoded`; false when no more comes.
+bool Reader::Impl::Decode() {
+    for (;;) {
+        int const error = avcodec_receive_frame(codec.get(), decoded.get());
+        if (error >= 0) {
+            bool const isDamaged =
+                decoded->decode_error_flags != 0 || (decoded->flags & AV_FRAME_FLAG_CORRUPT) != 0;
+            if (isDamaged) {
+                ++damaged;
+                if (!firstDamage) firstDamage = time.value_or(nanoseconds{0});
+            }
+            if (decoded->width > 0 && decoded->height > 0) return true;
+            continue;
+        }
+        if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (error == AVERROR_EOF || (isDrained && error == AVERROR(EAGAIN))) return false;
+        if (error == AVERROR(EAGAIN)) {
+            Feed();
+            if (IsCancelled()) return false;
+            continue;
+        }
+        ++damaged;
+        if (!firstDamage) firstDamage = time.value_or(nanoseconds{0});
+    }
+}
+
+// Hands the decoder one packet of the video, or the news that there is no more.
+void Reader::Impl::Feed() {
+    for (;;) {
+        deadline = std::chrono::steady_clock::now() + LongestSilence;
+        int const error = av_read_frame(input.get(), packet.get());
+        if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+        if (error == AVERROR(EAGAIN)) continue;  // a camera that has nothing yet
+        if (error < 0) {
+            reachedEnd = error == AVERROR_EOF;
+            if (!reachedEnd && !IsCancelled()) readError = error;
+            isDrained = true;
+            avcodec_send_packet(codec.get(), nullptr);
+            return;
+        }
+        if (packet->stream_index == stream->index) break;
+        av_packet_unref(packet.get());
+    }
+    bool const isTorn = (packet->flags & AV_PKT_FLAG_CORRUPT) != 0;
+    int const error = avcodec_send_packet(codec.get(), packet.get());
+    av_packet_unref(packet.get());
+    if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
+    if (isTorn || error < 0) {
+        ++damaged;
+        if (!firstDamage) firstDamage = time.value_or(nanoseconds{0});
+    }
+}
+
+// The decoded picture's time from the start of the clip. A picture without one, or with one before
+// its predecessor's, follows it by one period.
+void Reader::Impl::KeepTime() {
+    std::optional<nanoseconds> const own = ToNanoseconds(decoded->best_effort_timestamp, timeBase);
+    if (!origin && own) origin = own;
+    nanoseconds const expected = time ? *time + period : nanoseconds{0};
+    nanoseconds const found = own && origin ? *own - *origin : expected;
+    time = !time || found > *time ? found : expected;
+}
+
+std::optional<std::string> Reader::Impl::Fault() const {
+    nanoseconds const reached = time ? *time + period : nanoseconds{0};
+    if (readError != 0) {
+        return "broke off at " + Seconds(reached) + ": " +
+               (readError == AVERROR_EXIT ? "no answer" : av::ErrorText(readError));
+    }
+    if (reachedEnd) {
+        std::optional<nanoseconds> const length = NominalLength();
+        nanoseconds const slack = std::chrono::seconds(1) + (length ? *length / 50 : period);
+        if (length && reached + slack < *length) {
+            return "ends at " + Seconds(reached) + " of " + Seconds(*length);
+        }
+    }
+    if (damaged != 0) {
+        return "damaged in " + std::to_string(damaged) + (damaged == 1 ? " place" : " places") +
+               ", the first near " + Seconds(*firstDamage);
+    }
+    return std::nullopt;
+}
+
+Reader::Reader(std::string const& input, ReadOptions options)
+    : impl(std::make_unique<Impl>(input, std::move(options))) {}
+Reader::Reader(Reader&&) noexcept = default;
+Reader& Reader::operator=(Reader&&) noexcept = default;
+Reader::~Reader() = default;
+
+ClipInfo const& Reader::Info() const noexcept { return impl->Info(); }
+std::optional<Picture> Reader::Next() { return impl->Next(); }
+std::optional<std::string> Reader::Fault() const { return impl->Fault(); }
+
+}  // namespace kes::track::video

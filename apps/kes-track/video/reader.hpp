@@ -1,0 +1,71 @@
+// Reader: the pictures of a clip, a stream or a camera, one after the other, as Nv12 frames.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <kes/geometry/dimension.hpp>
+#include <kes/media/video/frame.hpp>
+
+namespace kes::track::video {
+
+using Size = geometry::Dimension<unsigned int, 2>;
+using Frame = media::video::FrameBase<void const>;
+
+struct ReadOptions {
+    std::chrono::nanoseconds start{0};                 // pictures before it are skipped
+    std::optional<std::chrono::nanoseconds> duration;  // none: to the end
+    unsigned int every = 1;                            // one picture in this many; at least 1
+    std::optional<Size> size;                          // pictures are scaled to it
+    std::function<bool()> isCancelled;                 // asked often; true ends the reading
+};
+
+struct ClipInfo {
+    Size size;         // in pixels, of every picture handed out
+    double frameRate;  // pictures handed out a second: the clip's rate / every
+    bool isRateKnown;  // false: neither container nor codec says; frameRate is a guess
+    std::string codec;
+    // How long the pictures to be handed out last. None for a camera or a stream.
+    std::optional<std::chrono::nanoseconds> length;
+};
+
+struct Picture {
+    std::uint64_t index;            // 0 for the first handed out
+    std::chrono::nanoseconds time;  // from the start of the clip; never falls
+    // Counted and Nv12. Its timestamp is the picture's time from the clock's epoch, or, for a live
+    // stream that tells when it began, the time of day.
+    Frame frame;
+};
+
+// Opens anything that libavformat and libavdevice open; "-" is standard input. Pictures have one
+// size throughout: that of the first, or ReadOptions::size; a clip that changes its size is scaled.
+// What comes in is not trusted: pictures beyond 64 Mi pixels are refused, and a file cannot make us
+// open anything over the network.
+class Reader {
+public:
+    // Opens the input and decodes up to the first picture. Throws cli::Failure (BadInput), and
+    // std::bad_alloc.
+    Reader(std::string const& input, ReadOptions options);
+    Reader(Reader&&) noexcept;
+    Reader& operator=(Reader&&) noexcept;
+    ~Reader();
+
+    ClipInfo const& Info() const noexcept;
+
+    // The next picture; none at the end, when the input breaks off, and when cancelled.
+    std::optional<Picture> Next();
+
+    // What is wrong with the input as read so far, as one line without its name: it broke off, it
+    // ended early, parts were damaged. None when all was well.
+    std::optional<std::string> Fault() const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace kes::track::video
