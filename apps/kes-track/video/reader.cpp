@@ -86,7 +86,7 @@ private:
     void Open(std::string const& input);
     void OpenDecoder();
     void SeekToStart();
-    void LearnTheClip(std::string const& input);
+    void LearnTheClip();
     std::optional<nanoseconds> NominalLength() const;
 
     std::optional<Picture> Read();
@@ -131,7 +131,7 @@ Reader::Impl::Impl(std::string const& name, ReadOptions readOptions)
         Open(name);
         OpenDecoder();
         SeekToStart();
-        LearnTheClip(name);
+        LearnTheClip();
     } catch (Failure const& failure) {
         throw Failure(failure.Code(), name + ": " + failure.what());
     }
@@ -219,11 +219,18 @@ std::optional<nanoseconds> Reader::Impl::NominalLength() const {
     }
     std::optional<nanoseconds> length = ToNanoseconds(stream->duration, timeBase);
     if (!length) length = ToNanoseconds(input->duration, AVRational{1, AV_TIME_BASE});
+    // Of a file that was cut short, libavformat may tell the shorter duration but the old count.
+    if (std::optional<double> const rate = SensibleRate(stream->avg_frame_rate)) {
+        double const seconds = static_cast<double>(stream->nb_frames) / *rate;
+        double const furthest = std::chrono::duration<double>(FurthestTime).count();
+        nanoseconds const counted{std::llround(1e9 * std::clamp(seconds, 0.0, furthest))};
+        length = std::max(length.value_or(counted), counted);
+    }
     if (!length || *length <= nanoseconds{0}) return std::nullopt;
     return length;
 }
 
-void Reader::Impl::LearnTheClip(std::string const&) {
+void Reader::Impl::LearnTheClip() {
     first = Read();
     if (!first) {
         if (IsCancelled()) return;
