@@ -3,8 +3,13 @@ include(CMakePackageConfigHelpers)
 
 set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/kes_algorithm_tracking_base)
 set(libraries kes_algorithm_tracking_base)
-if(NOT KES_EXTERNAL_MEDIA)
+if(KES_EXTERNAL_MEDIA)
+    set(pkgConfigRequires "eigen3 kes_media")
+    set(pkgConfigLibs "-lkes_algorithm_tracking_base")
+else()
     list(APPEND libraries kes_media)
+    set(pkgConfigRequires "eigen3")
+    set(pkgConfigLibs "-lkes_algorithm_tracking_base -lkes_media")
 endif()
 
 install(TARGETS ${libraries} EXPORT kes_targets
