@@ -1,6 +1,4 @@
-/// \file
-/// KES_EXPORT: the mark of the interface.
+// Marks what the shared libraries export; everything else is built with hidden visibility.
 #pragma once
 
-/// Marks what the shared libraries export; everything else is built with hidden visibility.
 #define KES_EXPORT __attribute__((visibility("default")))

@@ -1,5 +1,5 @@
-/// \file
-/// BadCast: a failed conversion between object types, with a message of its own.
+// BadCast: a failed conversion between object types, with a message of its own. The library
+// exports the type for its users and never throws it.
 #pragma once
 
 #include <string>
@@ -9,14 +9,12 @@
 
 namespace kes::object {
 
-/// The library exports the type for its users and never throws it.
 class KES_EXPORT BadCast : public std::bad_cast {
 public:
-    /// Keeps the message for what().
     explicit BadCast(std::string message);
     ~BadCast() override;
 
-    /// Returns the message; valid as long as this object lives.
+    // Returns the message; valid as long as this object lives.
     char const* what() const noexcept override;
 
 private:

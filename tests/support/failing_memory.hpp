@@ -1,0 +1,104 @@
+// Allocations that fail on purpose. Linked into a test executable, this replaces operator new and
+// delete and, with the linker's --wrap, malloc, posix_memalign and free of everything linked into
+// it; it counts what is alive. kes_fault_test() of tests/CMakeLists.txt sets the linker up.
+#pragma once
+
+#include <concepts>
+#include <new>
+
+#include <gtest/gtest.h>
+
+namespace kes::test {
+
+// Which allocation fails: the nth from now on, and with it all later ones where `lasting`.
+struct Failure {
+    long nth;
+    bool lasting;
+};
+
+// Until its end, allocations of this process fail as told. One at a time, one thread at a time.
+class FailingMemory {
+public:
+    explicit FailingMemory(Failure failure);
+    ~FailingMemory();
+    FailingMemory(FailingMemory const&) = delete;
+    FailingMemory& operator=(FailingMemory const&) = delete;
+
+    static bool HasFailed();
+    static long LiveBlocks();  // allocated and not yet freed, also where none exists
+};
+
+// Handed to the body of EachAllocation.
+class Fault {
+public:
+    explicit Fault(Failure failure) : failure(failure) {}
+
+    // Runs `operation` with its nth allocation failing. Returns whether one failed; then, and only
+    // then, std::bad_alloc must have come out.
+    bool Strikes(std::invocable auto const& operation) {
+        struct Nothing {};
+        Outcome const outcome = Run<Nothing>(operation);
+        EXPECT_EQ(outcome.ranOut, struck);
+        return struck;
+    }
+
+    // The same for an operation that throws Refusal when no allocation fails.
+    template <typename Refusal>
+    bool StrikesRefusal(std::invocable auto const& operation) {
+        Outcome const outcome = Run<Refusal>(operation);
+        EXPECT_EQ(outcome.ranOut, struck);
+        EXPECT_EQ(outcome.refused, !struck);
+        return struck;
+    }
+
+    bool HasStruck() const { return struck; }
+
+private:
+    struct Outcome {
+        bool ranOut = false;
+        bool refused = false;
+    };
+
+    template <typename Refusal>
+    Outcome Run(std::invocable auto const& operation) {
+        Outcome outcome;
+        FailingMemory const memory(failure);
+        try {
+            operation();
+        } catch (std::bad_alloc const&) {
+            outcome.ranOut = true;
+        } catch (Refusal const&) {
+            outcome.refused = true;
+        }
+        struck = FailingMemory::HasFailed();
+        return outcome;
+    }
+
+    Failure failure;
+    bool struck = false;
+};
+
+// Calls body(fault) with the first allocation of what it hands to fault.Strikes failing, then the
+// second, and so on, alone and lastingly, until none is left to fail. A body that was struck must
+// leave nothing allocated. Returns how many allocations there were, and records them as the test's
+// property "allocations".
+int EachAllocation(std::invocable<Fault&> auto const& body) {
+    for (int nth = 1;; ++nth) {
+        bool hasStruck = false;
+        for (bool const lasting : {false, true}) {
+            SCOPED_TRACE(testing::Message() << "allocation " << nth << (lasting ? " and on" : ""));
+            long const liveBefore = FailingMemory::LiveBlocks();
+            Fault fault({nth, lasting});
+            body(fault);
+            if (!fault.HasStruck()) continue;
+            EXPECT_EQ(FailingMemory::LiveBlocks(), liveBefore) << "leaked";
+            hasStruck = true;
+        }
+        if (!hasStruck) {
+            testing::Test::RecordProperty("allocations", nth - 1);
+            return nth - 1;
+        }
+    }
+}
+
+}  // namespace kes::test

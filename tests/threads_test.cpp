@@ -1,0 +1,123 @@
+// What may be done from several threads at once. The tsan preset is the judge; the results are
+// compared in every preset.
+#include <cstddef>
+#include <latch>
+#include <map>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <kes/algorithm/tracking_base/detection_point.hpp>
+#include <kes/algorithm/tracking_base/emog_segmenter.hpp>
+#include <kes/algorithm/tracking_base/label_collapser.hpp>
+#include <kes/media/video/frame.hpp>
+
+#include "support/generated.hpp"
+
+namespace {
+
+using kes::algorithm::tracking_base::DetectionPoint;
+using kes::algorithm::tracking_base::EmogSegmenter;
+using kes::algorithm::tracking_base::LabelCollapser;
+using kes::media::ColourFormat;
+using kes::media::video::frame::Rotation;
+using kes::test::GeneratedVideo;
+using kes::type::Strings;
+
+using Frame = kes::media::video::FrameBase<void const>;
+
+constexpr std::ptrdiff_t ThreadCount = 4;
+
+// Calls work(0), work(1), ... on a thread each, all let go at once; returns the results in order.
+template <typename Work>
+auto InParallel(Work const& work) {
+    using Result = decltype(work(std::size_t{0}));
+    std::vector<Result> results(ThreadCount);
+    std::latch start(ThreadCount);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        threads.emplace_back([&, i] {
+            start.arrive_and_wait();
+            results[i] = work(i);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    return results;
+}
+
+// First in this file: the tables must not have been asked for before.
+TEST(Threads, BuildEachNameTableOnceHoweverManyAskFirst) {
+    using Table = std::map<unsigned long, std::string> const*;
+    auto const tables = InParallel([](std::size_t) {
+        return std::pair<Table, Table>(&Strings<DetectionPoint>::GetMap(),
+                                       &Strings<Rotation>::GetMap());
+    });
+    for (auto const& [points, rotations] : tables) {
+        EXPECT_EQ(points, tables.front().first);
+        EXPECT_EQ(points->at(2), "mid-bottom");
+        EXPECT_EQ(rotations, tables.front().second);
+        EXPECT_EQ(rotations->at(3), "270");
+    }
+}
+
+// The parallel runs come first: the first calls of all race for the choice of an instruction set.
+TEST(Threads, RunSegmentersSideBySideAsAlone) {
+    auto const segment = [](std::size_t stream) {
+        GeneratedVideo video(stream, 150, 90, 2);
+        EmogSegmenter segmenter;
+        segmenter.SetStationaryTime(std::chrono::milliseconds(200));
+        segmenter.SetHoldOnTime(std::chrono::milliseconds(600));
+        std::vector<decltype(video.Segment(segmenter))> masks;
+        for (int frame = 0; frame < 20; ++frame, video.Advance()) {
+            masks.push_back(video.Segment(segmenter));
+        }
+        return masks;
+    };
+    auto const together = InParallel(segment);
+    for (std::size_t stream = 0; stream < together.size(); ++stream) {
+        EXPECT_EQ(together[stream], segment(stream)) << "stream " << stream;
+    }
+}
+
+// A picture is written on one thread, read by others through copies, moves and assignments, and
+// freed by whichever lets go last.
+TEST(Threads, ShareAnAllocatedFrameAndFreeItOnce) {
+    for (int round = 0; round < 50; ++round) {
+        kes::media::video::FrameBase<void> const written(ColourFormat::Nv12, 16, 16, {},
+                                                         Rotation::None);
+        for (auto const& plane : written.GetPlanes()) {
+            std::fill_n(static_cast<unsigned char*>(plane.GetBuffer()), plane.GetSize(),
+                        static_cast<unsigned char>(round));
+        }
+        std::vector<kes::media::video::FrameBase<void>> handed(ThreadCount, written);
+        auto const sums = InParallel([&handed](std::size_t i) {
+            auto mine = std::exchange(handed[i], {});
+            auto copy = mine;
+            mine = std::move(copy);
+            copy = mine;
+            swap(copy, mine);
+            auto const* const bytes =
+                static_cast<unsigned char const*>(copy.GetPlane(0).GetBuffer());
+            int sum = 0;
+            for (unsigned long k = 0; k < copy.GetPlane(0).GetSize(); ++k) sum += bytes[k];
+            return sum;
+        });
+        for (int const sum : sums) EXPECT_EQ(sum, 256 * round);
+    }
+}
+
+TEST(Threads, AskOneLabelCollapser) {
+    std::vector<std::string> const labels{"car", "truck", "vehicle"};
+    LabelCollapser const collapser(labels, [](boost::string_view) { return "vehicle"; });
+    auto const answers = InParallel([&collapser](std::size_t) {
+        unsigned int sum = 0;
+        for (unsigned int label = 0; label < 128; ++label) sum += collapser.Process(label);
+        return sum;
+    });
+    EXPECT_EQ(answers, std::vector<unsigned int>(ThreadCount, 6));
+}
+
+}  // namespace
