@@ -1,0 +1,275 @@
+#include "algorithm/tracking_base/emog_cell.hpp"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace kes::algorithm::tracking_base::cell {
+namespace {
+
+constexpr FrameValues Defaults{1024, 75, 975, 2};
+
+using Patch = std::array<unsigned char, 16>;
+
+Patch PatchOf(int (*pixel)(int row, int column)) {
+    Patch patch{};
+    for (int i = 0; i < 16; ++i) {
+        patch[static_cast<std::size_t>(i)] = static_cast<unsigned char>(pixel(i / 4, i % 4));
+    }
+    return patch;
+}
+
+// A mode whose three features all have this mean and deviation.
+Mode ModeOf(std::uint16_t count, std::uint16_t mean = 0, std::uint16_t stdDev = 0) {
+    return {count, {{{mean, stdDev}, {mean, stdDev}, {mean, stdDev}}}};
+}
+
+CellModel CellOfAges(std::array<std::uint16_t, 3> ages) {
+    return {
+        {ModeOf(ages[0], 10000, 1144), ModeOf(ages[1], 20000, 1144), ModeOf(ages[2], 30000, 1144)}};
+}
+
+Match MatchOf(CellModel const& cell, int slot) {
+    if (slot == Match::None) return {Match::None, {}};
+    return {slot, cell.slots[static_cast<std::size_t>(slot)]};
+}
+
+TEST(EmogCell, ObservesTwoGradientsAndAnIntensity) {
+    struct Case {
+        char const* what;
+        Patch patch;
+        Features expected;
+    };
+    Case const cases[] = {
+        {"black", PatchOf([](int, int) { return 0; }), {32768, 32768, 0}},
+        {"white", PatchOf([](int, int) { return 255; }), {32768, 32768, 65280}},
+        {"left half brighter",
+         PatchOf([](int, int c) { return c < 2 ? 200 : 50; }),
+         {51968, 32768, 32000}},
+        {"upper half brighter",
+         PatchOf([](int r, int) { return r < 2 ? 200 : 50; }),
+         {32768, 51968, 32000}},
+        {"steepest to the right",
+         PatchOf([](int, int c) { return c < 2 ? 0 : 255; }),
+         {128, 32768, 32640}},
+        {"steepest to the left",
+         PatchOf([](int, int c) { return c < 2 ? 255 : 0; }),
+         {65408, 32768, 32640}},
+        {"one pixel, top left",
+         PatchOf([](int r, int c) { return r == 0 && c == 0 ? 255 : 0; }),
+         {32768 + 8 * 765, 32768 + 8 * 765, 0}},
+        {"one pixel, row 2 of column 1",
+         PatchOf([](int r, int c) { return r == 2 && c == 1 ? 100 : 0; }),
+         {32768 + 800, 32768 - 800, 6400}},
+    };
+    for (Case const& c : cases) EXPECT_EQ(Observe(c.patch.data(), 4), c.expected) << c.what;
+
+    std::vector<unsigned char> wide(3 * 9 + 4, 0);
+    wide[2 * 9 + 1] = 100;  // row 2 of column 1 again, rows 9 bytes apart
+    EXPECT_EQ(Observe(wide.data(), 9), (Features{33568, 31968, 6400}));
+}
+
+TEST(EmogCell, MatchesStrictlyWithinTheTolerance) {
+    struct Case {
+        char const* what;
+        std::uint16_t stdDev;
+        std::uint32_t matchScale;
+        std::uint16_t reach;  // the largest difference that fits, 0 where not even equality does
+        bool fitsEqual;
+    };
+    Case const cases[] = {
+        {"four deviations", 1144, 1024, 4575, true},
+        {"a fraction is cut off", 3, 128, 0, true},  // tolerance 1
+        {"a tolerance of 0", 1, 128, 0, false},
+        {"an empty slot", 0, 0xFFFFFFFF, 0, false},
+        {"a threshold of 0", 11585, 0, 0, false},
+        {"the largest threshold", 404, 65280, 37483, true},  // 103020 wraps to 37484
+        {"a negative scale", 1000, 0U - 1024, 61535, true},  // wraps to 65536 - 4000
+        {"the product wraps at 32 bits", 65535, 0x7FFFFFFF, 65279, true},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::uint16_t const mean = 0;
+        CellModel const cell{{ModeOf(0, mean, c.stdDev), ModeOf(0), ModeOf(0)}};
+        FrameValues values = Defaults;
+        values.matchScale = c.matchScale;
+        auto const matched = [&](std::uint16_t feature) {
+            return FindMatch(cell, {feature, mean, mean}, values).slot == 0;
+        };
+        EXPECT_EQ(matched(mean), c.fitsEqual);
+        if (c.fitsEqual) {
+            EXPECT_TRUE(matched(c.reach));
+            EXPECT_FALSE(matched(static_cast<std::uint16_t>(c.reach + 1)));
+        }
+    }
+}
+
+TEST(EmogCell, MatchesTheFirstSlotOfWhichEveryFeatureFits) {
+    Features const seen{10000, 10000, 10000};
+    CellModel cell{{ModeOf(9, 10000, 1144), ModeOf(5, 10000, 1144), ModeOf(0, 10000, 1144)}};
+    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, 0);
+    EXPECT_EQ(FindMatch(cell, seen, Defaults).mode.count, 9);
+    cell.slots[0].features[0].mean = 20000;
+    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, 1);
+    cell.slots[1].features[1].mean = 0;
+    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, 2) << "an age of 0 plays no part";
+    cell.slots[2].features[2].stdDev = 0;
+    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, Match::None);
+}
+
+TEST(EmogCell, PlacesClearsAndReportsByAge) {
+    using Ages = std::array<std::uint16_t, 3>;
+    constexpr auto None = Match::None;
+    constexpr auto Background = Output::Background;
+    constexpr auto Young = Output::YoungForeground;
+    constexpr auto Stationary = Output::StationaryForeground;
+    struct Case {
+        char const* what;
+        Ages ages;
+        int matched;
+        Commands commands;
+        int slot;
+        std::uint16_t count;
+        Ages agesAfter;
+        Output output;
+    };
+    Case const cases[] = {
+        {"background", {500, 0, 0}, 0, {}, 0, 501, {501, 0, 0}, Background},
+        {"background wipes both younger", {500, 7, 3}, 0, {}, 0, 501, {501, 0, 0}, Background},
+        {"clearing stops at an empty slot", {500, 0, 3}, 0, {}, 0, 501, {501, 0, 3}, Background},
+        {"frozen background", {500, 7, 0}, 0, {false, true}, 0, 500, {500, 0, 0}, Background},
+        {"background at its age limit", {975, 0, 0}, 0, {}, 0, 975, {975, 0, 0}, Background},
+        {"an age wraps at 16 bits", {65535, 0, 0}, 0, {}, 0, 0, {0, 0, 0}, Background},
+
+        {"young", {500, 7, 0}, 1, {}, 1, 8, {500, 8, 0}, Young},
+        {"young wipes what is younger", {500, 7, 3}, 1, {}, 1, 8, {500, 8, 0}, Young},
+        {"last young age", {500, 73, 0}, 1, {}, 1, 74, {500, 74, 0}, Young},
+        {"first stationary age", {500, 74, 0}, 1, {}, 1, 75, {500, 75, 0}, Stationary},
+        {"frozen young", {500, 74, 0}, 1, {false, true}, 1, 74, {500, 74, 0}, Young},
+        {"one frame short", {500, 498, 0}, 1, {}, 1, 499, {500, 499, 0}, Stationary},
+        {"as old as the background", {500, 499, 3}, 1, {}, 0, 500, {500, 0, 0}, Background},
+
+        {"youngest", {500, 7, 3}, 2, {}, 2, 4, {500, 7, 4}, Young},
+        {"youngest, stationary", {500, 90, 80}, 2, {}, 2, 81, {500, 90, 81}, Stationary},
+        {"youngest overtakes", {500, 7, 6}, 2, {}, 1, 7, {500, 7, 0}, Young},
+        {"youngest over both", {7, 7, 6}, 2, {}, 0, 7, {7, 0, 0}, Background},
+
+        {"nothing known", {0, 0, 0}, None, {}, 0, 1, {1, 0, 0}, Background},
+        {"new, slot 1 free", {500, 0, 0}, None, {}, 1, 1, {500, 1, 0}, Young},
+        {"new, slot 1 taken", {500, 7, 0}, None, {}, 2, 1, {500, 7, 1}, Young},
+        {"new over one as new", {500, 1, 0}, None, {}, 1, 1, {500, 1, 0}, Young},
+        {"new over one as new, and slot 2", {500, 1, 1}, None, {}, 1, 1, {500, 1, 0}, Young},
+        {"new over a new background", {1, 0, 0}, None, {}, 0, 1, {1, 0, 0}, Background},
+        {"new and frozen", {500, 7, 0}, None, {false, true}, 2, 1, {500, 7, 1}, Young},
+
+        {"reset, background", {500, 0, 0}, 0, {true, false}, 0, 1, {1, 0, 0}, Background},
+        {"reset, young", {500, 90, 3}, 1, {true, false}, 0, 1, {1, 0, 0}, Background},
+        {"reset, youngest", {500, 90, 3}, 2, {true, true}, 0, 1, {1, 0, 0}, Background},
+        {"reset, nothing known", {500, 90, 0}, None, {true, false}, 0, 1, {1, 0, 0}, Background},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        CellModel cell = CellOfAges(c.ages);
+        Match const match = MatchOf(cell, c.matched);
+        Placement const placement = Place(cell, match, c.commands, Defaults);
+        EXPECT_EQ(placement.slot, c.slot);
+        EXPECT_EQ(placement.count, c.count);
+        EXPECT_EQ(placement.relearn, c.commands.reset || c.matched == None);
+        ClearYounger(cell, placement);
+        Learn(cell, placement, match, {5, 6, 7}, c.commands, Defaults);
+        for (std::size_t slot = 0; slot < SlotCount; ++slot) {
+            EXPECT_EQ(cell.slots[slot].count, c.agesAfter[slot]) << "slot " << slot;
+            bool const wasCleared =
+                c.agesAfter[slot] == 0 && c.ages[slot] != 0 && static_cast<int>(slot) != c.slot;
+            if (wasCleared) {
+                for (FeatureModel const& feature : cell.slots[slot].features) {
+                    EXPECT_EQ(feature.stdDev, 0);
+                    EXPECT_EQ(feature.mean, 10000 * (slot + 1)) << "clearing leaves the mean";
+                }
+            }
+        }
+        EXPECT_EQ(Report(placement, Defaults), c.output);
+    }
+}
+
+TEST(EmogCell, AgesStopAtAnAgeLimitOfZero) {
+    FrameValues values = Defaults;
+    values.maxCount = 0;
+    CellModel const empty{};
+    Placement const placement = Place(empty, MatchOf(empty, Match::None), {}, values);
+    EXPECT_EQ(placement.slot, 0);
+    EXPECT_EQ(placement.count, 0);
+
+    // Over a model learnt before, a mode of age 0 can stay in slot 1 and is reported.
+    CellModel const learnt = CellOfAges({500, 7, 0});
+    Placement const young = Place(learnt, MatchOf(learnt, 1), {}, values);
+    EXPECT_EQ(young.slot, 1);
+    EXPECT_EQ(young.count, 0);
+    EXPECT_EQ(Report(young, values), Output::YoungForeground);
+}
+
+TEST(EmogCell, LearnsMeanAndDeviation) {
+    struct Case {
+        char const* what;
+        std::uint16_t mean, stdDev, seen;
+        std::int32_t rate;
+        std::uint16_t meanAfter, stdDevAfter;
+    };
+    Case const cases[] = {
+        {"the second frame, 17 steps brighter", 25600, 1144, 29952, 128, 27776, 3181},
+        {"the second frame, unchanged", 32768, 1144, 32768, 128, 32768, 858},
+        {"settled", 32768, 404, 32768, 2, 32768, 404},
+        {"127 above: the mean stays", 1000, 404, 1127, 2, 1000, 404},
+        {"128 above: it rises", 1000, 404, 1128, 2, 1001, 404},
+        {"1 below: it falls", 1000, 404, 999, 2, 999, 404},
+        {"128 below", 1000, 404, 872, 2, 999, 404},
+        {"129 below", 1000, 404, 871, 2, 998, 404},
+        {"the widest step up", 0, 11585, 65535, 255, 65279, 11585},
+        {"the widest step down", 65535, 11585, 0, 255, 255, 11585},
+        {"a deviation falls by the floor of its step", 1000, 405, 1000, 2, 1000, 404},
+        {"a rate of one", 1000, 1144, 5000, 256, 5000, 4000},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        CellModel cell{{ModeOf(500, c.mean, c.stdDev), {}, {}}};
+        FrameValues values = Defaults;
+        values.learningRate = c.rate;
+        Learn(cell, {0, 501, false}, MatchOf(cell, 0), {c.seen, c.seen, c.seen}, {}, values);
+        for (FeatureModel const& feature : cell.slots[0].features) {
+            EXPECT_EQ(feature.mean, c.meanAfter);
+            EXPECT_EQ(feature.stdDev, c.stdDevAfter);
+        }
+    }
+}
+
+TEST(EmogCell, RelearnsFromTheObservation) {
+    Features const seen{11000, 10000, 60000};
+    CellModel cell = CellOfAges({500, 0, 0});
+    Learn(cell, {1, 1, true}, MatchOf(cell, Match::None), seen, {}, Defaults);
+    Learn(cell, {0, 1, true}, MatchOf(cell, 0), seen, {true, false}, Defaults);
+    std::array<std::uint16_t, 3> const afterReset{1000, 404, 11585};
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        EXPECT_EQ(cell.slots[1].features[i].mean, seen[i]);
+        EXPECT_EQ(cell.slots[1].features[i].stdDev, NewModeStdDev);
+        EXPECT_EQ(cell.slots[0].features[i].mean, seen[i]);
+        EXPECT_EQ(cell.slots[0].features[i].stdDev, afterReset[i]);
+    }
+}
+
+TEST(EmogCell, TakesOneFrameThroughAllSteps) {
+    Patch const patch = PatchOf([](int, int) { return 117; });
+    CellModel cell{{ModeOf(1), {}, {}}};
+    cell.slots[0].features = {{{32768, 1144}, {32768, 1144}, {25600, 1144}}};
+    FrameValues values = Defaults;
+    values.learningRate = 128;
+    EXPECT_EQ(Update(cell, patch.data(), 4, {}, values), Output::Background);
+    EXPECT_EQ(cell.slots[0].count, 2);
+    EXPECT_EQ(cell.slots[0].features[0].stdDev, 858);
+    EXPECT_EQ(cell.slots[0].features[2].mean, 27776);
+    EXPECT_EQ(cell.slots[0].features[2].stdDev, 3181);
+}
+
+}  // namespace
+}  // namespace kes::algorithm::tracking_base::cell
