@@ -5,11 +5,11 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/failure.hpp"
+#include "base/failure.hpp"
 
 namespace kes::track {
 
-// Does the work once the options have been parsed. What goes wrong is thrown as cli::Failure.
+// Does the work once the options have been parsed. What goes wrong is thrown as Failure.
 using Run = std::function<int()>;
 
 struct Command {

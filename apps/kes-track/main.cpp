@@ -10,15 +10,15 @@
 #include <utility>
 #include <vector>
 
-#include "cli/failure.hpp"
+#include "base/failure.hpp"
 #include "cli/interrupt.hpp"
 #include "command.hpp"
 
 namespace {
 
 using kes::track::Command;
-using kes::track::cli::ExitCode;
-using kes::track::cli::Failure;
+using kes::track::ExitCode;
+using kes::track::Failure;
 
 constexpr std::array Commands{
     Command{"segment", "Find what moves and what has come to stand still",

@@ -13,7 +13,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include "cli/failure.hpp"
+#include "base/failure.hpp"
 
 namespace kes::track::video {
 namespace {
@@ -154,11 +154,11 @@ av::Frame Nv12Converter::Scale(AVFrame const& decoded, Size size) {
     if (!scaler || sws_scale(scaler.get(), decoded.data, decoded.linesize, 0, decoded.height,
                              picture->data, picture->linesize) < 0) {
         char const* const name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(decoded.format));
-        throw cli::Failure(cli::ExitCode::BadInput,
-                           "cannot convert " + std::to_string(decoded.width) + " x " +
-                               std::to_string(decoded.height) + " pictures of the kind " +
-                               (name != nullptr ? name : "unknown") + " to " +
-                               std::to_string(size[0]) + " x " + std::to_string(size[1]));
+        throw Failure(ExitCode::BadInput,
+                      "cannot convert " + std::to_string(decoded.width) + " x " +
+                          std::to_string(decoded.height) + " pictures of the kind " +
+                          (name != nullptr ? name : "unknown") + " to " + std::to_string(size[0]) +
+                          " x " + std::to_string(size[1]));
     }
     return picture;
 }

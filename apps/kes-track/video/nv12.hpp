@@ -15,7 +15,7 @@ using Size = geometry::Dimension<unsigned int, 2>;
 // gathered. Everything else, and every change of size, goes through libswscale.
 class Nv12Converter {
 public:
-    // The picture in `size`, sharing or owning its memory. Throws std::bad_alloc, and cli::Failure
+    // The picture in `size`, sharing or owning its memory. Throws std::bad_alloc, and Failure
     // for a pixel format that cannot be converted.
     av::Frame Convert(AVFrame const& decoded, Size size);
 

@@ -13,15 +13,13 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
-#include "cli/failure.hpp"
+#include "base/failure.hpp"
 #include "video/av.hpp"
 #include "video/nv12.hpp"
 
 namespace kes::track::video {
 namespace {
 
-using cli::ExitCode;
-using cli::Failure;
 using std::chrono::nanoseconds;
 
 constexpr std::int64_t MostPixels = std::int64_t{64} << 20;  // twice 8K

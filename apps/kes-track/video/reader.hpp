@@ -47,7 +47,7 @@ struct Picture {
 // open anything over the network.
 class Reader {
 public:
-    // Opens the input and decodes up to the first picture. Throws cli::Failure (BadInput), and
+    // Opens the input and decodes up to the first picture. Throws Failure (BadInput), and
     // std::bad_alloc.
     Reader(std::string const& input, ReadOptions options);
     Reader(Reader&&) noexcept;

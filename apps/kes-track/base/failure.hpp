@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace kes::track::cli {
+namespace kes::track {
 
 // Documented in `kes-track --help`; a number once given keeps its meaning.
 enum class ExitCode : int {
@@ -29,4 +29,4 @@ private:
     ExitCode code;
 };
 
-}  // namespace kes::track::cli
+}  // namespace kes::track
