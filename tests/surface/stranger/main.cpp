@@ -1,6 +1,9 @@
 // Uses a piece of everything that the package installs. Exits 0 when each did its work.
+#include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -8,6 +11,7 @@
 #include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
+#include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/media/video/frame.hpp>
 #include <kes/object/bad_cast.hpp>
 
@@ -86,6 +90,31 @@ void CollapseLabels() {
     Check(kes::type::Strings<DetectionPoint>::GetMap().at(2) == "mid-bottom", "a point's name");
 }
 
+// Eigen's memory comes from and goes back to this program, whatever flags it is compiled with.
+void PairRowsWithColumns() {
+    namespace hungarian = kes::algorithm::tracking_base::hungarian;
+    Eigen::Array<float, Eigen::Dynamic, Eigen::Dynamic> costs(3, 3);
+    costs << 4, 1, 3, 2, 0, 5, 3, 2, 2;
+    for (int round = 0; round < 100; ++round) {
+        Eigen::Array<std::uint8_t, Eigen::Dynamic, Eigen::Dynamic> marks = hungarian::Solve(costs);
+        if (round == 0) {
+            Check(marks.count() == 3 && marks(0, 1) == 1 && marks(1, 0) == 1 && marks(2, 2) == 1,
+                  "an assignment");
+        }
+        marks.resize(marks.rows() + round, 7);
+    }
+    auto* const address = &hungarian::Solve;
+    Check(address(costs.leftCols(0)).size() == 0, "an empty matrix, by the function's address");
+    try {
+        costs(1, 1) = std::numeric_limits<float>::quiet_NaN();
+        hungarian::Solve(costs);
+        Check(false, "NaN is refused");
+    } catch (std::invalid_argument const& error) {
+        Check(error.what() == std::string("Cost matrix must not hold NaN or negative infinity"),
+              error.what());
+    }
+}
+
 }  // namespace
 
 int main() {
@@ -93,5 +122,6 @@ int main() {
     CopyAnAllocatedFrame();
     CatchAcrossTheLibrarysEdge();
     CollapseLabels();
+    PairRowsWithColumns();
     return failures == 0 ? 0 : 1;
 }

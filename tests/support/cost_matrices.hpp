@@ -1,0 +1,30 @@
+// Cost matrices for the assignment solver, of every kind that has a way of its own through it.
+#pragma once
+
+#include <ostream>
+#include <random>
+#include <vector>
+
+#include <kes/algorithm/tracking_base/solve.hpp>
+
+namespace kes::test {
+
+struct CostKind {
+    using Costs = algorithm::tracking_base::hungarian::Costs;
+
+    char const* name;
+    Costs (*make)(Eigen::Index rows, Eigen::Index columns, std::mt19937& random);
+    // Whether the result is an optimum: not where costs are negative or rounding can decide.
+    bool isOptimal;
+
+    friend std::ostream& operator<<(std::ostream& stream, CostKind const& kind) {
+        return stream << kind.name;
+    }
+};
+
+std::vector<CostKind> const& CostKinds();
+
+// The kind of that name, which must exist.
+CostKind const& CostKindNamed(char const* name);
+
+}  // namespace kes::test
