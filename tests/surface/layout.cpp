@@ -5,6 +5,7 @@
 #include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
+#include <kes/algorithm/tracking_base/smog.hpp>
 #include <kes/geometry/dimension.hpp>
 #include <kes/geometry/point.hpp>
 #include <kes/geometry/rectangle.hpp>
@@ -21,7 +22,9 @@ constexpr bool Complete = ((sizeof(T) > 0) && ...);
 
 static_assert(
     Complete<algorithm::BitMask, algorithm::tracking_base::EmogSegmenter,
-             algorithm::tracking_base::LabelCollapser, geometry::Dimension<unsigned int, 2>,
+             algorithm::tracking_base::LabelCollapser,
+             algorithm::tracking_base::appearance::BlobScore,
+             algorithm::tracking_base::appearance::Smog, geometry::Dimension<unsigned int, 2>,
              geometry::Dimension<float, 2>, geometry::Point<float, 2>, geometry::Rectangle<int>,
              geometry::Rectangle<unsigned int>, media::colour::Yuv, media::video::FrameBase<void>,
              media::video::FrameBase<void const>, object::BadCast>);

@@ -11,6 +11,7 @@
 #include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
+#include <kes/algorithm/tracking_base/smog.hpp>
 #include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/media/video/frame.hpp>
 #include <kes/object/bad_cast.hpp>
@@ -56,6 +57,27 @@ void SegmentABrightSquare() {
     process();
     Check(foreground.words != none.words, "a new object is foreground");
     Check(stationary.words == none.words, "and not yet stationary");
+}
+
+void LearnAnAppearance() {
+    constexpr unsigned Width = 40, Height = 60;
+    std::vector<unsigned char> pixels;
+    for (unsigned i = 0; i < Width * Height; ++i) pixels.insert(pixels.end(), {180, 30, 40});
+    FrameBase<void const>::Planes planes{};
+    planes[0] = {pixels.size(), pixels.data(), 3 * static_cast<long>(Width)};
+    FrameBase<void const> const frame(planes, ColourFormat::Rgb, Width, Height, {}, Rotation::None);
+    BitMask mask{Width / 2, Height / 2, {}};
+    mask.words.resize((mask.width + 31) / 32 * mask.height, ~0U);
+
+    kes::algorithm::tracking_base::appearance::Smog smog;
+    smog.Update({0, 0, 20, 30}, mask, frame);
+    Check(smog.ScoreBlob({0, 0, 20, 30}, mask, frame) > 0.9F, "an appearance is known again");
+    Check(
+        smog.PartitionAndScoreBlob({0, 0, 20, 30}, 7, mask, frame, {10, 15}, {8, 12}).score > 0.9F,
+        "and found in a larger blob");
+    std::ostringstream text;
+    text << smog;
+    Check(text.str().rfind("{\"gaussians\":[{\"means\":[184,30,83,", 0) == 0, "a model's text");
 }
 
 void CopyAnAllocatedFrame() {
@@ -119,6 +141,7 @@ void PairRowsWithColumns() {
 
 int main() {
     SegmentABrightSquare();
+    LearnAnAppearance();
     CopyAnAllocatedFrame();
     CatchAcrossTheLibrarysEdge();
     CollapseLabels();

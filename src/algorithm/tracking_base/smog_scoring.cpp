@@ -1,0 +1,227 @@
+// Positions and lengths whose name ends in 16 are in cells with 16 fractional bits.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <kes/algorithm/tracking_base/smog.hpp>
+
+#include "algorithm/tracking_base/smog_sampling.hpp"
+
+namespace kes::algorithm::tracking_base::appearance {
+namespace {
+
+constexpr float OneCell16 = 65536.0F;
+
+// A placement's two terms, colour and closeness, are worth this much each at their best.
+constexpr std::uint32_t FullMatch = std::uint32_t{1} << 26;
+
+// Where the placements stand along one axis: `count` of them from the near end, `step16` apart.
+struct Placements {
+    std::int64_t count;
+    std::int64_t step16;
+};
+
+struct Search {
+    geometry::Rectangle<int> area;
+    std::int64_t width16;  // of a placement
+    std::int64_t height16;
+    std::int64_t originX16;  // the centre of the placement at the area's top-left corner
+    std::int64_t originY16;
+    std::int64_t predictedX16;  // the predicted centre, from that origin
+    std::int64_t predictedY16;
+};
+
+void RequireInside(geometry::Rectangle<int> const& blob, BitMask const& mask) {
+    auto const isInside = [](int a, int b, std::uint32_t limit) {
+        return std::min(a, b) >= 0 && static_cast<std::uint32_t>(std::max(a, b)) <= limit;
+    };
+    if (!isInside(blob.left, blob.right, mask.width) ||
+        !isInside(blob.top, blob.bottom, mask.height)) {
+        throw std::invalid_argument("Blob must lie inside the mask");
+    }
+}
+
+// Keeps every position of the search within 32 bits.
+void RequireSearchable(geometry::Point<float, 2> const& predictedCentre,
+                       geometry::Dimension<float, 2> const& expectedSize) {
+    constexpr float Limit = 32768.0F;
+    for (float const value :
+         {predictedCentre[0], predictedCentre[1], expectedSize[0], expectedSize[1]}) {
+        if (!(std::abs(value) < Limit)) {
+            throw std::invalid_argument(
+                "Predicted centre and expected size must be finite and below 32768");
+        }
+    }
+    if (expectedSize[0] < 0.0F || expectedSize[1] < 0.0F) {
+        throw std::invalid_argument("Expected size must not be negative");
+    }
+}
+
+std::int64_t To16(float cells) { return static_cast<std::int64_t>(cells * OneCell16); }
+
+// From `first` to `last`, clipped to one expected size either side of the predicted centre.
+void Clip(int& first, int& last, float predicted, float expected) {
+    auto const nearEnd = static_cast<int>(predicted - expected);
+    auto const farEnd = static_cast<int>(predicted + expected);
+    first = std::max(nearEnd, first);
+    last = std::max(std::min(farEnd, last), first);
+}
+
+Search PlanSearch(geometry::Rectangle<int> const& blob,
+                  geometry::Point<float, 2> const& predictedCentre,
+                  geometry::Dimension<float, 2> const& expectedSize) {
+    Search search{};
+    search.area = blob;
+    Clip(search.area.left, search.area.right, predictedCentre[0], expectedSize[0]);
+    Clip(search.area.top, search.area.bottom, predictedCentre[1], expectedSize[1]);
+    search.width16 = To16(expectedSize[0]);
+    search.height16 = To16(expectedSize[1]);
+    search.originX16 = (std::int64_t{search.area.left} << 16) + search.width16 / 2;
+    search.originY16 = (std::int64_t{search.area.top} << 16) + search.height16 / 2;
+    search.predictedX16 = To16(predictedCentre[0]) - search.originX16;
+    search.predictedY16 = To16(predictedCentre[1]) - search.originY16;
+    return search;
+}
+
+// One cell apart while the room is below ten cells; from there ten that span it.
+Placements PlaceAlong(int areaCells, float expectedCells) {
+    constexpr int MaxCount = 10;
+    float const room = static_cast<float>(areaCells) - expectedCells;
+    if (room < 0.0F) return {0, 0};
+    if (room < static_cast<float>(MaxCount)) return {static_cast<std::int64_t>(room), 1 << 16};
+    return {MaxCount, To16(room) / (MaxCount - 1)};
+}
+
+// The count in the whole cells of a rectangle, moved by an offset into the counted area.
+std::uint16_t ScoreSection(std::size_t areaWidth, std::vector<std::uint16_t> const& image,
+                           geometry::Point<std::int64_t, 2> const& offset16,
+                           geometry::Rectangle<unsigned int> const& section16) {
+    auto const left = static_cast<std::size_t>((offset16[0] + section16.left) >> 16);
+    auto const right = static_cast<std::size_t>((offset16[0] + section16.right) >> 16);
+    auto const top = static_cast<std::size_t>((offset16[1] + section16.top) >> 16);
+    auto const bottom = static_cast<std::size_t>((offset16[1] + section16.bottom) >> 16);
+    std::size_t const countsPerRow = areaWidth + 1;
+    return static_cast<std::uint16_t>(
+        image[bottom * countsPerRow + right] + image[top * countsPerRow + left] -
+        image[top * countsPerRow + right] - image[bottom * countsPerRow + left]);
+}
+
+}  // namespace
+
+float Smog::ScoreBlob(geometry::Rectangle<int> const& blob, BitMask const& mask,
+                      Frame const& frame) const {
+    RequireHalfSize(mask, frame);
+    int fitting = 0;
+    int const sampleCount =
+        VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
+            RequireWords(mask);
+            return detail::SampleSmog<Format>(blob, mask, frame, [&](Sample const& sample) {
+                fitting += std::any_of(gaussians.begin(), gaussians.end(),
+                                       [&](auto const& g) { return Fits(g, sample); });
+            });
+        });
+    if (sampleCount == 0) return 0.0F;
+    return static_cast<float>(fitting) / static_cast<float>(sampleCount);
+}
+
+std::array<geometry::Rectangle<unsigned int>, Smog::ComponentCount>
+Smog::ComputeGaussianSectionRectangles(geometry::Dimension<int, 2> const& size) const {
+    std::int64_t const height = size[1];
+    auto const clip = [height](std::int64_t row) {
+        return static_cast<unsigned int>(std::min(std::max<std::int64_t>(row, 0), height));
+    };
+    std::array<geometry::Rectangle<unsigned int>, ComponentCount> sections{};
+    for (std::size_t k = 0; k < gaussians.size(); ++k) {
+        std::int64_t const centre = (gaussians[k].means[Height] * height) >> 8;
+        float const halfShare =
+            std::sqrt(static_cast<float>(gaussians[k].variances[Height]) * 0x1p-16F);
+        auto const half = static_cast<std::int64_t>(static_cast<float>(size[1]) * halfShare);
+        unsigned int const a = clip(centre - half);
+        unsigned int const b = clip(centre + half);
+        sections[k] = {0, std::min(a, b), static_cast<unsigned int>(size[0]), std::max(a, b)};
+    }
+    return sections;
+}
+
+BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsigned int tag,
+                                      BitMask const& mask, Frame const& frame,
+                                      geometry::Point<float, 2> const& predictedCentre,
+                                      geometry::Dimension<float, 2> const& expectedSize) const {
+    if (blob.left == blob.right || blob.top == blob.bottom) return {};
+
+    std::int64_t const width = std::int64_t{blob.right} - blob.left;
+    std::int64_t const height = std::int64_t{blob.bottom} - blob.top;
+    geometry::Dimension<float, 2> const size{static_cast<float>(width), static_cast<float>(height)};
+    bool const isLarger =
+        size[0] > expectedSize[0] || (size[0] == expectedSize[0] && size[1] > expectedSize[1]);
+    if (!isLarger) {
+        geometry::Point<float, 2> const centre{static_cast<float>(blob.left + std::abs(width) / 2),
+                                               static_cast<float>(blob.top + std::abs(height) / 2)};
+        return {ScoreBlob(blob, mask, frame), centre, size, static_cast<float>(tag)};
+    }
+
+    Search search{};
+    IntegralImages const images =
+        VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
+            RequireHalfSize(mask, frame);
+            RequireWords(mask);
+            RequireInside(blob, mask);
+            RequireSearchable(predictedCentre, expectedSize);
+            search = PlanSearch(blob, predictedCentre, expectedSize);
+            return detail::ComputeIntegralImages<Format>(gaussians, search.area, mask, frame);
+        });
+
+    int const areaWidth = search.area.right - search.area.left;
+    int const areaHeight = search.area.bottom - search.area.top;
+    Placements const across = PlaceAlong(areaWidth, expectedSize[0]);
+    Placements const down = PlaceAlong(areaHeight, expectedSize[1]);
+    auto const sections = ComputeGaussianSectionRectangles(
+        {static_cast<int>(search.width16), static_cast<int>(search.height16)});
+    geometry::Rectangle<unsigned int> const whole{0, 0, static_cast<unsigned int>(search.width16),
+                                                  static_cast<unsigned int>(search.height16)};
+    std::uint32_t const penaltyPerCell = FullMatch / (mask.width + mask.height);
+
+    auto const countIn = [&](std::vector<std::uint16_t> const& image, auto const& offset16,
+                             geometry::Rectangle<unsigned int> const& section16) {
+        return ScoreSection(static_cast<std::size_t>(areaWidth), image, offset16, section16);
+    };
+    std::uint64_t bestValue = 0;
+    geometry::Point<std::int64_t, 2> bestOffset16{0, 0};
+    float bestColour = 0.0F;
+    for (std::int64_t j = 0; j < down.count; ++j) {
+        for (std::int64_t i = 0; i < across.count; ++i) {
+            geometry::Point<std::int64_t, 2> const offset16{i * across.step16, j * down.step16};
+            std::uint64_t const setCells = countIn(images.maskCounts, offset16, whole);
+            std::uint64_t fittingCells = 0;  // those of two bands twice
+            for (std::size_t k = 0; k < gaussians.size(); ++k) {
+                fittingCells += countIn(images.fitCounts[k], offset16, sections[k]);
+            }
+            std::uint64_t const colour = setCells == 0 ? 0 : fittingCells * FullMatch / setCells;
+            // City-block, in whole cells.
+            auto const distance =
+                static_cast<std::uint32_t>((std::abs(offset16[0] - search.predictedX16) +
+                                            std::abs(offset16[1] - search.predictedY16)) >>
+                                           16);
+            std::uint32_t const closeness = FullMatch - distance * penaltyPerCell;
+            std::uint64_t const value = closeness + colour;
+            if (value > bestValue) {
+                bestValue = value;
+                bestOffset16 = offset16;
+                bestColour = static_cast<float>(colour) * 0x1p-26F;
+            }
+        }
+    }
+
+    auto const toCells = [](std::int64_t position16) {
+        return static_cast<float>(position16) * 0x1p-16F;
+    };
+    return {
+        std::min(bestColour, 1.0F),
+        {toCells(search.originX16 + bestOffset16[0]), toCells(search.originY16 + bestOffset16[1])},
+        expectedSize,
+        0.0F};
+}
+
+}  // namespace kes::algorithm::tracking_base::appearance

@@ -1,0 +1,296 @@
+#include "algorithm/tracking_base/smog_sampling.hpp"
+
+#include <climits>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/colour_picture.hpp"
+#include "support/mask.hpp"
+#include "support/plain_smog.hpp"
+#include "support/smog_cases.hpp"
+
+namespace kes::algorithm::tracking_base::appearance {
+
+static void PrintTo(Rgi const& colour, std::ostream* out) {
+    *out << '{' << colour.r << ", " << colour.g << ", " << colour.i << '}';
+}
+
+namespace {
+
+using geometry::Rectangle;
+using media::ColourFormat;
+using test::ColourPicture;
+using test::Mask;
+using test::SmogCases;
+
+ColourPicture OneBlock(ColourFormat format, std::array<unsigned char, 12> const& bytes) {
+    ColourPicture picture(format, 2, 2);
+    picture.plane0.assign(bytes.begin(), bytes.end());
+    return picture;
+}
+
+Rgi ReadCell(ColourPicture const& picture, int cellX = 0, int cellY = 0) {
+    return VisitColourFormat(picture.format, [&]<ColourFormat Format>() {
+        return BlockReader<Format>(picture.View())(cellX, cellY);
+    });
+}
+
+TEST(SmogSampling, ReadsTheColourOfABlock) {
+    struct Case {
+        char const* what;
+        ColourFormat format;
+        std::array<unsigned char, 3> pixel;
+        Rgi expected;
+    };
+    for (Case const& c : std::initializer_list<Case>{
+             {"white", ColourFormat::Rgb, {255, 255, 255}, {85, 85, 254}},
+             {"red", ColourFormat::Rgb, {255, 0, 0}, {256, 0, 84}},
+             {"red, blue first", ColourFormat::Bgr, {0, 0, 255}, {256, 0, 84}},
+             {"black", ColourFormat::Rgb, {0, 0, 0}, {0, 0, 0}},
+             {"the faintest green", ColourFormat::Rgb, {0, 1, 0}, {0, 256, 0}},
+             {"a sum of three has no intensity yet", ColourFormat::Rgb, {1, 1, 1}, {85, 85, 0}},
+             {"half grey", ColourFormat::Rgb, {128, 128, 128}, {85, 85, 127}},
+             {"half grey from luma", ColourFormat::Yuv, {128, 128, 128}, {85, 85, 127}},
+             {"full luma", ColourFormat::Yuv, {255, 128, 128}, {85, 85, 254}},
+             {"no luma", ColourFormat::Yuv, {0, 128, 128}, {0, 0, 0}},
+             {"luma is not offset", ColourFormat::Yuv, {16, 128, 128}, {85, 85, 15}},
+             {"red from luma and chroma", ColourFormat::Yuv, {76, 84, 255}, {221, 34, 91}},
+         }) {
+        SCOPED_TRACE(c.what);
+        auto const [a, b, d] = c.pixel;
+        EXPECT_EQ(ReadCell(OneBlock(c.format, {a, b, d, a, b, d, a, b, d, a, b, d})), c.expected);
+    }
+}
+
+TEST(SmogSampling, TruncatesTheMeanOfABlock) {
+    // Means 1 (of 1, 1, 1, 2), 3 and 0 (of 0, 0, 3, 0).
+    ColourPicture const picture = OneBlock(ColourFormat::Rgb, {1, 3, 0, 1, 3, 0, 1, 3, 3, 2, 3, 0});
+    EXPECT_EQ(ReadCell(picture), (Rgi{64, 192, 1}));
+}
+
+TEST(SmogSampling, IntensityIsTheThirdOfTheSumLessOne) {
+    for (std::uint32_t sum = 1; sum <= 765; ++sum) {
+        std::uint32_t const red = std::min(sum, 255U);
+        std::uint32_t const green = std::min(sum - red, 255U);
+        ASSERT_EQ(ComputeRgi(red, green, sum - red - green).i, (sum - 1) / 3) << "sum " << sum;
+    }
+}
+
+TEST(SmogSampling, ReadsEveryCellOfEveryFormatAsPlainCodeDoes) {
+    SmogCases cases(1);
+    for (int round = 0; round < 40; ++round) {
+        for (ColourFormat const format : test::ColourFormats) {
+            ColourPicture picture(format, 31, 23, static_cast<std::size_t>(round % 7));
+            cases.Paint(picture);
+            for (int y = 0; y < 11; ++y) {
+                for (int x = 0; x < 15; ++x) {
+                    auto const [r, g, i] = test::PlainColour(picture.View(), x, y);
+                    Rgi const expected{static_cast<std::uint32_t>(r), static_cast<std::uint32_t>(g),
+                                       static_cast<std::uint32_t>(i)};
+                    ASSERT_EQ(ReadCell(picture, x, y), expected)
+                        << "format " << static_cast<int>(format) << ", cell " << x << ", " << y;
+                }
+            }
+        }
+    }
+}
+
+struct Walk {
+    int count;
+    std::vector<Sample> samples;
+};
+
+Walk WalkBlob(Rectangle<int> const& blob, BitMask const& mask, ColourPicture const& picture) {
+    Walk walk{};
+    walk.count = VisitColourFormat(picture.format, [&]<ColourFormat Format>() {
+        return detail::SampleSmog<Format>(blob, mask, picture.View(), [&](Sample const& sample) {
+            walk.samples.push_back(sample);
+        });
+    });
+    return walk;
+}
+
+TEST(SmogSampling, LaysAtMost60RowsBy20Columns) {
+    BitMask const mask = Mask(200, 200, ~0U);
+    struct Case {
+        Rectangle<int> blob;
+        int rows;
+        int columns;
+    };
+    for (Case const& c : std::initializer_list<Case>{{{10, 10, 15, 110}, 60, 5},
+                                                     {{10, 10, 50, 40}, 30, 20},
+                                                     {{-50, -50, 300, 300}, 60, 20},
+                                                     {{199, 199, 300, 300}, 1, 1}}) {
+        SampleGrid const grid = LayGrid(c.blob, mask);
+        EXPECT_EQ(grid.rowCount, c.rows);
+        EXPECT_EQ(grid.columnCount, c.columns);
+    }
+}
+
+TEST(SmogSampling, MeasuresTheHeightFromTheBlobsOwnTop) {
+    BitMask const mask = Mask(20, 40, ~0U);
+    ColourPicture const picture(ColourFormat::Rgb, 40, 80);
+    Walk const above = WalkBlob({0, -10, 1, 30}, mask, picture);
+    ASSERT_EQ(above.count, 30);
+    EXPECT_EQ(above.samples.front()[Height], 64);
+    Walk const inside = WalkBlob({0, 4, 1, 36}, mask, picture);
+    for (std::size_t row = 0; row < 32; ++row) {
+        EXPECT_EQ(inside.samples[row][Height], static_cast<int>(row) * 256 / 32) << "row " << row;
+    }
+}
+
+TEST(SmogSampling, TakesNoSampleWhereTheBlobDoesNotMeetTheMask) {
+    BitMask const mask = Mask(20, 40, ~0U);
+    ColourPicture const picture(ColourFormat::Rgb, 40, 80);
+    for (Rectangle<int> const& blob :
+         std::initializer_list<Rectangle<int>>{{5, 5, 5, 20},
+                                               {5, 5, 10, 5},
+                                               {10, 5, 5, 20},
+                                               {5, 20, 10, 5},
+                                               {-10, 0, 0, 40},
+                                               {20, 0, 30, 40},
+                                               {0, -10, 20, 0},
+                                               {0, 40, 20, 50},
+                                               {INT_MAX, INT_MAX, INT_MIN, INT_MIN},
+                                               {INT_MIN, INT_MIN, INT_MIN + 5, INT_MIN + 5},
+                                               {INT_MAX - 5, INT_MAX - 5, INT_MAX, INT_MAX},
+                                               {INT_MIN, INT_MIN, INT_MAX, INT_MAX},
+                                               {0, INT_MAX, 20, INT_MIN}}) {
+        EXPECT_EQ(WalkBlob(blob, mask, picture).count, 0)
+            << blob.left << ", " << blob.top << ", " << blob.right << ", " << blob.bottom;
+    }
+    EXPECT_EQ(WalkBlob({0, 0, 20, 40}, Mask(20, 40), picture).count, 0);
+    // As wide as an int can say, but not too tall.
+    EXPECT_EQ(WalkBlob({INT_MIN, 0, INT_MAX, INT_MAX}, mask, picture).count, 20 * 40);
+}
+
+TEST(SmogSampling, WalksAsPlainCodeDoes) {
+    SmogCases cases(2);
+    std::size_t sampleCount = 0;
+    for (int round = 0; round < 3000; ++round) {
+        ColourFormat const format = test::ColourFormats[static_cast<std::size_t>(round % 4)];
+        ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(0, 90)),
+                              static_cast<unsigned>(cases.Uniform(0, 260)), 3);
+        cases.Paint(picture);
+        BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
+        Rectangle<int> const blob = cases.Blob(mask);
+        Walk const walk = WalkBlob(blob, mask, picture);
+        ASSERT_EQ(walk.samples, test::PlainSamples(blob, mask, picture.View())) << round;
+        ASSERT_EQ(walk.samples.size(), static_cast<std::size_t>(walk.count));
+        sampleCount += walk.samples.size();
+    }
+    EXPECT_GT(sampleCount, 100000U);
+}
+
+TEST(SmogSampling, AVarianceOfOneAcceptsTheMeanAloneAndNoneNothing) {
+    Smog::Gaussian gaussian{{85, 85, 100, 50}, {1, 1, 1, 1}};
+    EXPECT_TRUE(Fits(gaussian, {85, 85, 100, 50}));
+    for (std::size_t channel = 0; channel < 4; ++channel) {
+        for (int step : {-1, 1}) {
+            Sample sample{85, 85, 100, 50};
+            sample[channel] += step;
+            EXPECT_FALSE(Fits(gaussian, sample));
+        }
+    }
+    gaussian.variances[Height] = 0;
+    EXPECT_FALSE(Fits(gaussian, {85, 85, 100, 50}));
+    EXPECT_TRUE(FitsColour(gaussian, {85, 85, 100}));
+    gaussian.variances[Green] = 0;
+    EXPECT_FALSE(FitsColour(gaussian, {85, 85, 100}));
+}
+
+// Any model at all, from one that accepts nothing to one that accepts everything.
+Gaussians AnyGaussians(SmogCases& cases) {
+    Gaussians gaussians{};
+    for (Smog::Gaussian& gaussian : gaussians) {
+        for (std::size_t c = 0; c < 4; ++c) {
+            int const halfWidth = cases.Uniform(0, 1 << cases.Uniform(0, 8));
+            gaussian.means[c] = cases.Uniform(0, 256);
+            gaussian.variances[c] = static_cast<unsigned>(halfWidth * halfWidth);
+        }
+    }
+    return gaussians;
+}
+
+TEST(SmogSampling, IntegralImagesEqualDirectCounting) {
+    SmogCases cases(3);
+    for (int round = 0; round < 400; ++round) {
+        ColourFormat const format = test::ColourFormats[static_cast<std::size_t>(round % 4)];
+        ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(2, 100)),
+                              static_cast<unsigned>(cases.Uniform(2, 60)), 2);
+        cases.Paint(picture);
+        Frame const frame = picture.View();
+        BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
+        Rectangle<int> const area = cases.BlobInside(mask);
+        Gaussians const gaussians = AnyGaussians(cases);
+        IntegralImages const images = VisitColourFormat(format, [&]<ColourFormat Format>() {
+            return detail::ComputeIntegralImages<Format>(gaussians, area, mask, frame);
+        });
+
+        int const width = area.right - area.left;
+        int const height = area.bottom - area.top;
+        for (int corner = 0; corner < 20; ++corner) {
+            int const columns = corner == 0 ? width : cases.Uniform(0, width);
+            int const rows = corner == 0 ? height : cases.Uniform(0, height);
+            std::array<int, 9> counts{};
+            for (int y = area.top; y < area.top + rows; ++y) {
+                for (int x = area.left; x < area.left + columns; ++x) {
+                    std::uint32_t const* const maskRow =
+                        mask.words.data() + static_cast<std::size_t>(y) * WordsPerRow(mask);
+                    if (!IsSet(maskRow, static_cast<std::size_t>(x))) continue;
+                    Rgi const colour = ReadCell(picture, x, y);
+                    for (std::size_t k = 0; k < 8; ++k) {
+                        counts[k] += FitsColour(gaussians[k], colour);
+                    }
+                    ++counts[8];
+                }
+            }
+            auto const index = static_cast<std::size_t>(rows * (width + 1) + columns);
+            for (std::size_t k = 0; k < 8; ++k) {
+                ASSERT_EQ(images.fitCounts[k][index], counts[k]) << "component " << k;
+            }
+            ASSERT_EQ(images.maskCounts[index], counts[8]);
+        }
+    }
+}
+
+TEST(SmogSampling, RefusesIntegralImagesOfMoreThan65535CountsUnlessNv12) {
+    BitMask const mask = Mask(256, 256, ~0U);
+    for (ColourFormat const format : test::ColourFormats) {
+        ColourPicture const picture(format, 512, 512);
+        for (Rectangle<int> const& area : std::initializer_list<Rectangle<int>>{
+                 {0, 0, 255, 256}, {0, 0, 255, 255}, {1, 1, 255, 256}}) {
+            auto const compute = [&] {
+                return VisitColourFormat(format, [&]<ColourFormat Format>() {
+                    return detail::ComputeIntegralImages<Format>({}, area, mask, picture.View());
+                });
+            };
+            bool const isSmall = area.left == 1;
+            if (isSmall || format == ColourFormat::Nv12) {
+                EXPECT_EQ(compute().maskCounts.back(),
+                          (area.right - area.left) * (area.bottom - area.top));
+                continue;
+            }
+            try {
+                compute();
+                FAIL() << "accepted";
+            } catch (std::invalid_argument const& error) {
+                EXPECT_STREQ(error.what(), "Search rectangle is too large");
+            }
+        }
+    }
+}
+
+TEST(SmogSampling, CountsAnNv12AreaModulo65536) {
+    ColourPicture const picture(ColourFormat::Nv12, 600, 600);
+    IntegralImages const images = detail::ComputeIntegralImages<ColourFormat::Nv12>(
+        {}, {0, 0, 300, 300}, Mask(300, 300, ~0U), picture.View());
+    EXPECT_EQ(images.maskCounts.back(), 90000 - 65536);
+}
+
+}  // namespace
+}  // namespace kes::algorithm::tracking_base::appearance

@@ -1,0 +1,306 @@
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <kes/algorithm/tracking_base/smog.hpp>
+
+#include "support/colour_picture.hpp"
+#include "support/mask.hpp"
+#include "support/plain_smog.hpp"
+#include "support/smog_cases.hpp"
+
+namespace kes::algorithm::tracking_base::appearance {
+namespace {
+
+using geometry::Dimension;
+using geometry::Point;
+using geometry::Rectangle;
+using media::ColourFormat;
+using test::ColourPicture;
+using test::Mask;
+using test::PlainSmog;
+using test::SmogCases;
+
+void ExpectSame(BlobScore const& a, BlobScore const& b) {
+    EXPECT_EQ(a.score, b.score);
+    EXPECT_EQ(a.centre[0], b.centre[0]);
+    EXPECT_EQ(a.centre[1], b.centre[1]);
+    EXPECT_EQ(a.size[0], b.size[0]);
+    EXPECT_EQ(a.size[1], b.size[1]);
+    EXPECT_EQ(a.tag, b.tag);
+}
+
+TEST(SmogScoring, BandsFollowTheComponentsHeights) {
+    constexpr unsigned Cell = 65536;
+    auto const sections =
+        Smog().ComputeGaussianSectionRectangles({40 * static_cast<int>(Cell), 100 * Cell});
+    for (unsigned k = 0; k < 8; ++k) {
+        unsigned const centre = (16 + 32 * k) * 100 * Cell / 256;
+        unsigned const half = 25 * Cell / 2;
+        Rectangle<unsigned> const expected{0, centre < half ? 0 : centre - half, 40 * Cell,
+                                           std::min(centre + half, 100 * Cell)};
+        EXPECT_EQ(sections[k], expected) << "component " << k;
+    }
+    // 240 x 200 x 65536 needs more than 32 bits.
+    auto const tall = Smog().ComputeGaussianSectionRectangles({1, 200 * Cell});
+    EXPECT_EQ(tall[7].top, 187 * Cell + Cell / 2 - 25 * Cell);
+    EXPECT_EQ(tall[7].bottom, 200 * Cell);
+    // The tallest and the smallest that can be asked for.
+    EXPECT_EQ(Smog().ComputeGaussianSectionRectangles({INT_MAX, INT_MAX})[7].bottom, INT_MAX);
+    EXPECT_EQ(Smog().ComputeGaussianSectionRectangles({0, 0})[3],
+              (Rectangle<unsigned>{0, 0, 0, 0}));
+}
+
+TEST(SmogScoring, ABlobNotLargerThanExpectedIsScoredWhole) {
+    ColourPicture const picture(ColourFormat::Rgb, 320, 480);
+    BitMask const mask = Mask(160, 240, ~0U);
+    struct Case {
+        char const* what;
+        Rectangle<int> blob;
+        Dimension<float, 2> expected;
+        bool isWhole;
+    };
+    float const nan = std::numeric_limits<float>::quiet_NaN();
+    for (Case const& c :
+         std::vector<Case>{{"wider", {0, 0, 60, 80}, {40, 100}, false},
+                           {"as wide and taller", {0, 0, 40, 120}, {40, 100}, false},
+                           {"as wide and as tall", {0, 0, 40, 100}, {40, 100}, true},
+                           {"taller but narrower", {0, 0, 30, 200}, {40, 100}, true},
+                           {"narrower by less than a cell", {0, 0, 40, 120}, {40.5F, 100}, true},
+                           {"nobody knows what is expected", {0, 0, 40, 120}, {nan, nan}, true},
+                           {"reversed, so narrower", {40, 0, 0, 120}, {0, 0}, true}}) {
+        SCOPED_TRACE(c.what);
+        BlobScore const score =
+            Smog().PartitionAndScoreBlob(c.blob, 7, mask, picture.View(), {20, 50}, c.expected);
+        EXPECT_EQ(score.tag, c.isWhole ? 7.0F : 0.0F);
+    }
+    ExpectSame(
+        Smog().PartitionAndScoreBlob({10, 20, 21, 31}, 7, mask, picture.View(), {15, 15}, {20, 20}),
+        {Smog().ScoreBlob({10, 20, 21, 31}, mask, picture.View()), {15, 25}, {11, 11}, 7});
+    ExpectSame(Smog().PartitionAndScoreBlob({21, 31, 10, 20}, ~0U, mask, picture.View(), {15, 15},
+                                            {20, 20}),
+               {0, {26, 36}, {-11, -11}, 4294967296.0F});
+}
+
+TEST(SmogScoring, AnEmptyBlobIsAllZerosWhateverElseIsWrong) {
+    ColourPicture const nothing(ColourFormat::Grey, 2, 2);
+    for (Rectangle<int> const& blob :
+         {Rectangle<int>{5, 5, 5, 9}, Rectangle<int>{5, 5, 9, 5}, Rectangle<int>{0, 0, 0, 0}}) {
+        ExpectSame(Smog().PartitionAndScoreBlob(blob, 7, {}, nothing.View(), {1, 1}, {1, 1}),
+                   BlobScore{});
+    }
+}
+
+// Colours play no part where no cell is set: the placement nearest to the prediction wins.
+TEST(SmogScoring, WithoutColourTheNearestPlacementWins) {
+    ColourPicture const picture(ColourFormat::Rgb, 640, 480);
+    BitMask const mask = Mask(320, 240);
+    struct Case {
+        char const* what;
+        Rectangle<int> blob;
+        Point<float, 2> predicted;
+        Dimension<float, 2> expected;
+        Point<float, 2> centre;
+    };
+    for (Case const& c : std::vector<Case>{
+             {"no room", {50, 50, 70, 90}, {60, 70}, {20, 30}, {60, 65}},
+             {"room for less than a cell", {50, 50, 70, 90}, {60, 70}, {19.25F, 30}, {59.625F, 65}},
+             {"too small an area", {50, 50, 70, 90}, {45, 70}, {19, 30}, {59.5F, 65}},
+             {"four, one cell apart: not the fifth",
+              {50, 50, 74, 88},
+              {64, 70},
+              {19.5F, 30},
+              {62.75F, 70}},
+             {"ten, two cells apart: the first of two as near",
+              {50, 50, 88, 88},
+              {69, 70},
+              {20, 30},
+              {68, 70}},
+             {"the first row of two as near", {50, 50, 88, 88}, {70, 69}, {30, 20}, {70, 68}},
+             {"at the near end", {50, 50, 88, 90}, {60, 65}, {20, 30}, {60, 65}},
+             {"beside the blob", {50, 50, 88, 90}, {300, 70}, {20, 30}, {290, 65}}}) {
+        SCOPED_TRACE(c.what);
+        ExpectSame(
+            Smog().PartitionAndScoreBlob(c.blob, 7, mask, picture.View(), c.predicted, c.expected),
+            {0, c.centre, c.expected, 0});
+    }
+}
+
+TEST(SmogScoring, FindsTheObjectInACrowd) {
+    // Black but for an object of 10 x 20 cells, red above and green below, at column 47, row 33.
+    ColourPicture picture(ColourFormat::Rgb, 200, 160);
+    BitMask const mask = Mask(100, 80, ~0U);
+    Rectangle<int> const object{47, 33, 57, 53};
+    for (int y = 2 * object.top; y < 2 * object.bottom; ++y) {
+        for (int x = 2 * object.left; x < 2 * object.right; ++x) {
+            bool const isUpper = y < object.top + object.bottom;
+            picture.SetPacked(static_cast<std::size_t>(x), static_cast<std::size_t>(y),
+                              isUpper ? 200 : 0, isUpper ? 0 : 200, 20);
+        }
+    }
+    Smog smog;
+    for (int i = 0; i < 40; ++i) smog.Update(object, mask, picture.View());
+    EXPECT_EQ(smog.ScoreBlob(object, mask, picture.View()), 1.0F);
+    EXPECT_EQ(smog.ScoreBlob({0, 0, 40, 30}, mask, picture.View()), 0.0F);
+
+    BlobScore const found =
+        smog.PartitionAndScoreBlob({42, 28, 62, 58}, 7, mask, picture.View(), {50, 45}, {10, 20});
+    EXPECT_GT(found.score, 0.8F);
+    EXPECT_NEAR(found.centre[0], 52, 1);
+    EXPECT_NEAR(found.centre[1], 43, 1);
+}
+
+TEST(SmogScoring, RefusesASearchThatItCannotMake) {
+    struct Case {
+        char const* what;
+        ColourFormat format;
+        BitMask mask;
+        Rectangle<int> blob;
+        Point<float, 2> predicted;
+        Dimension<float, 2> expected;
+        std::string error;
+    };
+    std::string const colour = "Unspported colour format";
+    std::string const size = "Blob mask dimensions must be half the frame size";
+    std::string const words = "Blob mask has too few words";
+    std::string const outside = "Blob must lie inside the mask";
+    std::string const infinite =
+        "Predicted centre and expected size must be finite and below 32768";
+    std::string const negative = "Expected size must not be negative";
+    std::string const tooLarge = "Search rectangle is too large";
+    float const nan = std::numeric_limits<float>::quiet_NaN();
+    float const infinity = std::numeric_limits<float>::infinity();
+    BitMask const full = Mask(300, 300, ~0U);
+    BitMask const wrong = Mask(299, 300, ~0U);
+    BitMask const tooShort{300, 300, std::vector<std::uint32_t>(2999)};
+    Rectangle<int> const all{0, 0, 300, 300};
+    for (Case const& c : std::vector<Case>{
+             {"fine", ColourFormat::Rgb, full, all, {150, 150}, {100, 100}, ""},
+             {"format first", ColourFormat::Grey, wrong, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, colour},
+             {"then size", ColourFormat::Bgr, wrong, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, size},
+             {"then words", ColourFormat::Bgr, tooShort, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, words},
+             {"then blob", ColourFormat::Nv12, full, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, outside},
+             {"then floats", ColourFormat::Yuv, full, {0, 0, 9, 9}, {nan, 0}, {-1, 1}, infinite},
+             {"then sign", ColourFormat::Yuv, full, {0, 0, 9, 9}, {0, 0}, {-1, 1}, negative},
+             {"above", ColourFormat::Rgb, full, {0, -1, 9, 9}, {5, 5}, {5, 5}, outside},
+             {"right", ColourFormat::Rgb, full, {0, 0, 301, 9}, {5, 5}, {5, 5}, outside},
+             {"below", ColourFormat::Rgb, full, {0, 0, 9, 301}, {5, 5}, {5, 5}, outside},
+             {"all over",
+              ColourFormat::Rgb,
+              full,
+              {INT_MIN, INT_MIN, INT_MAX, INT_MAX},
+              {5, 5},
+              {5, 5},
+              outside},
+             {"reversed rows", ColourFormat::Rgb, full, {0, 90, 90, 0}, {5, 5}, {5, 5}, ""},
+             {"a centre too far", ColourFormat::Rgb, full, all, {-32768, 5}, {5, 5}, infinite},
+             {"a centre just near enough",
+              ColourFormat::Rgb,
+              full,
+              all,
+              {-32767.99F, 32767.99F},
+              {5, 5},
+              ""},
+             {"a centre nowhere", ColourFormat::Rgb, full, all, {5, infinity}, {5, 5}, infinite},
+             {"a size of no number", ColourFormat::Rgb, full, all, {5, 5}, {5, nan}, infinite},
+             {"a size too large", ColourFormat::Rgb, full, all, {5, 5}, {5, 32768}, infinite},
+             {"tall", ColourFormat::Rgb, full, all, {5, 5}, {5, 32767.99F}, ""},
+             {"a negative height", ColourFormat::Rgb, full, all, {5, 5}, {5, -0.5F}, negative},
+             {"no size at all", ColourFormat::Rgb, full, all, {5, 5}, {0, 0}, ""},
+             {"a large area", ColourFormat::Rgb, full, all, {150, 150}, {150, 150}, tooLarge},
+             {"a large area of Nv12", ColourFormat::Nv12, full, all, {150, 150}, {150, 150}, ""}}) {
+        SCOPED_TRACE(c.what);
+        ColourPicture const picture(c.format, 600, 600);
+        std::string message;
+        try {
+            Smog().PartitionAndScoreBlob(c.blob, 7, c.mask, picture.View(), c.predicted,
+                                         c.expected);
+        } catch (std::invalid_argument const& error) {
+            message = error.what();
+        }
+        EXPECT_EQ(message, c.error);
+    }
+}
+
+// A model and its plain twin that have learnt the same blobs.
+struct Twins {
+    Smog smog;
+    PlainSmog plain;
+
+    void Learn(SmogCases& cases, BitMask const& mask, ColourPicture const& picture) {
+        for (int update = cases.Uniform(0, 4); update > 0; --update) {
+            Rectangle<int> const blob = cases.Blob(mask);
+            smog.Update(blob, mask, picture.View());
+            plain.Update(blob, mask, picture.View());
+        }
+    }
+};
+
+TEST(SmogScoring, ScoresABlobAsPlainCodeDoes) {
+    SmogCases cases(5);
+    int partial = 0;
+    for (int round = 0; round < 1500; ++round) {
+        ColourFormat const format = test::ColourFormats[static_cast<std::size_t>(round % 4)];
+        ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(0, 80)),
+                              static_cast<unsigned>(cases.Uniform(0, 160)), 5);
+        cases.Paint(picture);
+        BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
+        Twins twins;
+        twins.Learn(cases, mask, picture);
+        cases.Paint(picture);
+        for (int i = 0; i < 4; ++i) {
+            Rectangle<int> const blob = cases.Blob(mask);
+            float const score = twins.smog.ScoreBlob(blob, mask, picture.View());
+            ASSERT_EQ(score, twins.plain.ScoreBlob(blob, mask, picture.View())) << round;
+            partial += score > 0.0F && score < 1.0F;
+        }
+    }
+    EXPECT_GT(partial, 500);
+}
+
+TEST(SmogScoring, SearchesABlobAsPlainCodeDoes) {
+    SmogCases cases(6);
+    int searches = 0;
+    int coloured = 0;
+    for (int round = 0; round < 1500; ++round) {
+        ColourFormat const format = test::ColourFormats[static_cast<std::size_t>(round % 4)];
+        ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(2, 160)),
+                              static_cast<unsigned>(cases.Uniform(2, 160)), 5);
+        cases.Paint(picture);
+        BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
+        Twins twins;
+        twins.Learn(cases, mask, picture);
+        for (int i = 0; i < 4; ++i) {
+            Rectangle<int> const blob = cases.BlobInside(mask);
+            auto const width = static_cast<float>(blob.right - blob.left);
+            auto const height = static_cast<float>(blob.bottom - blob.top);
+            auto const percent = [&](int first, int last) {
+                return static_cast<float>(cases.Uniform(first, last)) / 100.0F;
+            };
+            bool const hasRoom = cases.Uniform(0, 3) != 0;
+            int const largest = hasRoom ? 80 : 120;
+            Dimension<float, 2> const expected{width * percent(10, largest),
+                                               height * percent(10, largest)};
+            int const astray = hasRoom ? 0 : 50;
+            Point<float, 2> const predicted{
+                static_cast<float>(blob.left) + width * percent(40 - astray, 60 + astray),
+                static_cast<float>(blob.top) + height * percent(40 - astray, 60 + astray)};
+            BlobScore const score = twins.smog.PartitionAndScoreBlob(blob, 3, mask, picture.View(),
+                                                                     predicted, expected);
+            ExpectSame(score, twins.plain.PartitionAndScoreBlob(blob, 3, mask, picture.View(),
+                                                                predicted, expected));
+            ASSERT_FALSE(HasFailure()) << "round " << round;
+            searches += twins.plain.placementsAcross > 1 && twins.plain.placementsDown > 1;
+            coloured += score.tag == 0.0F && score.score > 0.0F && score.score < 1.0F;
+        }
+    }
+    EXPECT_GT(searches, 1000);
+    EXPECT_GT(coloured, 300);
+}
+
+}  // namespace
+}  // namespace kes::algorithm::tracking_base::appearance

@@ -1,0 +1,181 @@
+#include <kes/algorithm/tracking_base/smog.hpp>
+
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "support/colour_picture.hpp"
+#include "support/mask.hpp"
+#include "support/plain_smog.hpp"
+#include "support/smog_cases.hpp"
+
+namespace kes::algorithm::tracking_base::appearance {
+namespace {
+
+using geometry::Rectangle;
+using media::ColourFormat;
+using test::ColourPicture;
+using test::Mask;
+using test::PlainSmog;
+using test::SmogCases;
+
+std::string TextOf(Smog const& smog) {
+    std::ostringstream out;
+    out << smog;
+    return out.str();
+}
+
+Smog::Gaussian ComponentOf(Smog const& smog, std::size_t k) {
+    auto const component = nlohmann::json::parse(TextOf(smog)).at("gaussians").at(k);
+    Smog::Gaussian gaussian{};
+    component.at("means").get_to(gaussian.means);
+    component.at("variances").get_to(gaussian.variances);
+    return gaussian;
+}
+
+void ExpectDefault(Smog const& smog, std::size_t k) {
+    SCOPED_TRACE(k);
+    Smog::Gaussian const gaussian = ComponentOf(smog, k);
+    EXPECT_EQ(gaussian.means, (std::array<int, 4>{128, 128, 128, 16 + 32 * static_cast<int>(k)}));
+    EXPECT_EQ(gaussian.variances, (std::array<unsigned, 4>{16384, 16384, 16384, 1024}));
+}
+
+// One colour all over: r = 100, g = 78, i = 85.
+ColourPicture Reddish(unsigned int width, unsigned int height) {
+    ColourPicture picture(ColourFormat::Rgb, width, height);
+    for (unsigned int y = 0; y < height; ++y) {
+        for (unsigned int x = 0; x < width; ++x) picture.SetPacked(x, y, 100, 78, 78);
+    }
+    return picture;
+}
+
+Mask MaskOfRows(unsigned int width, unsigned int height, std::vector<unsigned int> const& rows) {
+    Mask mask(width, height);
+    for (unsigned int const row : rows) mask.Set(0, row);
+    return mask;
+}
+
+TEST(Smog, StartsWithEightBandsThatAcceptHalfOfEveryColour) {
+    Smog const smog;
+    for (std::size_t k = 0; k < 8; ++k) ExpectDefault(smog, k);
+    EXPECT_EQ(sizeof(Smog), 260U);
+}
+
+TEST(Smog, TakesTheFirstStatisticsAsTheyAreAndBlendsLaterOnes) {
+    // 25 rows: heights 0, 10, 20, ..., 225, 235, 245.
+    ColourPicture const picture = Reddish(2, 50);
+    Rectangle<int> const blob{0, 0, 1, 25};
+    Smog smog;
+    smog.Update(blob, MaskOfRows(1, 25, {1, 2}), picture.View());
+    EXPECT_EQ(ComponentOf(smog, 0).means, (std::array<int, 4>{100, 78, 85, 15}));
+    EXPECT_EQ(ComponentOf(smog, 0).variances, (std::array<unsigned, 4>{1, 1, 1, 56}));
+    for (std::size_t k = 1; k < 8; ++k) ExpectDefault(smog, k);
+
+    smog.Update(blob, MaskOfRows(1, 25, {22, 23}), picture.View());
+    EXPECT_EQ(ComponentOf(smog, 0).means, (std::array<int, 4>{100, 78, 85, 15}));
+    for (std::size_t k = 1; k < 7; ++k) ExpectDefault(smog, k);
+    EXPECT_EQ(ComponentOf(smog, 7).means, (std::array<int, 4>{125, 123, 123, 239}));
+    EXPECT_EQ(ComponentOf(smog, 7).variances, (std::array<unsigned, 4>{14784, 14784, 14784, 929}));
+}
+
+TEST(Smog, GivesASampleBetweenTwoComponentsToTheLower) {
+    // 8 rows: heights 0, 32, 64, ..., of which 64 lies midway between components 1 and 2.
+    Smog smog;
+    smog.Update({0, 0, 1, 8}, MaskOfRows(1, 8, {2}), Reddish(2, 16).View());
+    EXPECT_EQ(ComponentOf(smog, 1).means[3], 64);
+    ExpectDefault(smog, 2);
+}
+
+TEST(Smog, LearnsNothingFromABlobWithoutASample) {
+    ColourPicture const picture = Reddish(40, 40);
+    BitMask const mask = Mask(20, 20, ~0U);
+    std::vector<Rectangle<int>> const blobs{{5, 5, 5, 10}, {30, 0, 40, 20}, {10, 10, 5, 5}};
+    Smog smog;
+    for (Rectangle<int> const& blob : blobs) smog.Update(blob, mask, picture.View());
+    smog.Update({0, 0, 20, 20}, Mask(20, 20), picture.View());
+    EXPECT_EQ(TextOf(smog), TextOf(Smog()));
+    // Still untrained: the first samples replace.
+    smog.Update({0, 0, 20, 20}, mask, picture.View());
+    EXPECT_EQ(ComponentOf(smog, 3).means[0], 100);
+
+    std::string const trained = TextOf(smog);
+    for (Rectangle<int> const& blob : blobs) smog.Update(blob, mask, picture.View());
+    EXPECT_EQ(TextOf(smog), trained);
+}
+
+TEST(Smog, RefusesWhatItCannotReadAndStaysAsItWas) {
+    struct Case {
+        char const* what;
+        ColourFormat format;
+        unsigned int width;
+        unsigned int height;
+        BitMask mask;
+        Rectangle<int> blob;
+        std::string error;
+    };
+    std::string const size = "Blob mask dimensions must be half the frame size";
+    std::string const colour = "Unspported colour format";
+    std::string const words = "Blob mask has too few words";
+    BitMask const full = Mask(32, 24, ~0U);
+    BitMask const shortMask{32, 24, std::vector<std::uint32_t>(23)};
+    auto const unknown = static_cast<ColourFormat>(99);
+    for (Case const& c : std::vector<Case>{
+             {"odd", ColourFormat::Rgb, 65, 49, full, {0, 0, 32, 24}, ""},
+             {"too wide a frame", ColourFormat::Rgb, 66, 48, full, {0, 0, 32, 24}, size},
+             {"too tall a frame", ColourFormat::Nv12, 64, 50, full, {0, 0, 32, 24}, size},
+             {"the size comes first", ColourFormat::Grey, 66, 50, full, {0, 0, 32, 24}, size},
+             {"grey", ColourFormat::Grey, 64, 48, full, {0, 0, 32, 24}, colour},
+             {"no known format", unknown, 64, 48, full, {0, 0, 32, 24}, colour},
+             {"grey, no sample", ColourFormat::Grey, 64, 48, full, {9, 9, 9, 9}, colour},
+             {"short and grey", ColourFormat::Grey, 64, 48, shortMask, {0, 0, 32, 24}, colour},
+             {"short", ColourFormat::Bgr, 64, 48, shortMask, {0, 0, 32, 24}, words},
+             {"short, no sample", ColourFormat::Bgr, 64, 48, shortMask, {9, 9, 9, 9}, words}}) {
+        SCOPED_TRACE(c.what);
+        ColourPicture const picture(c.format, c.width, c.height);
+        auto const messageOf = [&](auto const& call) -> std::string {
+            try {
+                call();
+            } catch (std::invalid_argument const& error) {
+                return error.what();
+            }
+            return "";
+        };
+        Smog smog;
+        EXPECT_EQ(messageOf([&] { smog.Update(c.blob, c.mask, picture.View()); }), c.error);
+        EXPECT_EQ(TextOf(smog) == TextOf(Smog()), !c.error.empty());
+        EXPECT_EQ(messageOf([&] { smog.ScoreBlob(c.blob, c.mask, picture.View()); }), c.error);
+    }
+}
+
+TEST(Smog, LearnsAsPlainCodeDoes) {
+    SmogCases cases(4);
+    int changes = 0;
+    for (int round = 0; round < 500; ++round) {
+        Smog smog;
+        PlainSmog plain;
+        std::string before = TextOf(smog);
+        for (int update = 0; update < 6; ++update) {
+            ColourFormat const format =
+                test::ColourFormats[static_cast<std::size_t>(cases.Uniform(0, 3))];
+            ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(1, 80)),
+                                  static_cast<unsigned>(cases.Uniform(1, 200)), 1);
+            cases.Paint(picture);
+            BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
+            Rectangle<int> const blob = cases.Blob(mask);
+            smog.Update(blob, mask, picture.View());
+            plain.Update(blob, mask, picture.View());
+            std::string const after = TextOf(smog);
+            ASSERT_EQ(after, plain.Text()) << "round " << round << ", update " << update;
+            changes += after != before;
+            before = after;
+        }
+    }
+    EXPECT_GT(changes, 1000);
+}
+
+}  // namespace
+}  // namespace kes::algorithm::tracking_base::appearance
