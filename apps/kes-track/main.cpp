@@ -23,6 +23,7 @@ using kes::track::Failure;
 constexpr std::array Commands{
     Command{"segment", "Find what moves and what has come to stand still",
             kes::track::AddSegmentCommand},
+    Command{"manual", "Write the manual page", kes::track::AddManualCommand},
 };
 
 constexpr char const* ExitCodes =
