@@ -1,4 +1,5 @@
-// BitMask: a binary mask of cells, one bit a cell.
+/// \file
+/// BitMask: a binary mask of cells, one bit a cell.
 #pragma once
 
 #include <cstdint>
@@ -6,14 +7,14 @@
 
 namespace kes::algorithm {
 
-// An aggregate: BitMask{width, height, words}, sizes in cells. Each row is (width + 31) >> 5 words;
-// cell x of a row is bit 31 - (x mod 32) of its word x >> 5, so a word's most significant bit is
-// its leftmost cell. Bits beyond the width at the end of a row are padding and may hold anything.
-// A set bit is foreground. EmogSegmenter's mask arguments have the layout of `words`.
+/// An aggregate: BitMask{width, height, words}, sizes in cells. Each row is (width + 31) >> 5
+/// words; cell x of a row is bit 31 - (x mod 32) of its word x >> 5, so a word's most significant
+/// bit is its leftmost cell. Bits beyond the width at the end of a row are padding and may hold
+/// anything. A set bit is foreground. EmogSegmenter's mask arguments have the layout of `words`.
 struct BitMask {
-    std::uint32_t width;
-    std::uint32_t height;
-    std::vector<std::uint32_t> words;
+    std::uint32_t width;               ///< in cells
+    std::uint32_t height;              ///< in cells
+    std::vector<std::uint32_t> words;  ///< row after row
 };
 
 }  // namespace kes::algorithm

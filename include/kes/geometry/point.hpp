@@ -1,20 +1,25 @@
-// Point: a place with one coordinate along each of N axes, x first. Use it for a position in a
-// frame or a mask; use Dimension for an extent.
+/// \file
+/// Point: a place with one coordinate along each of N axes, x first. Use it for a position in a
+/// frame or a mask; use Dimension for an extent.
 #pragma once
 
 #include <cstddef>
 
 namespace kes::geometry {
 
-// An aggregate: Point<float, 2>{x, y}. The unit is the caller's (pixels or cells).
+/// An aggregate: Point<float, 2>{x, y}. The unit is the caller's (pixels or cells).
 template <typename T, std::size_t N>
 struct Point {
-    T coordinates[N];
+    T coordinates[N];  ///< one for each axis
 
-    // Requires: axis < N.
+    /// @{
+    /// The coordinate along an axis. Requires: axis < N.
     constexpr T& operator[](std::size_t axis) { return coordinates[axis]; }
     constexpr T const& operator[](std::size_t axis) const { return coordinates[axis]; }
+    /// @}
 
+    /// @{
+    /// Equal when every coordinate is.
     friend constexpr bool operator==(Point const& a, Point const& b) {
         for (std::size_t axis = 0; axis < N; ++axis) {
             if (!(a.coordinates[axis] == b.coordinates[axis])) return false;
@@ -22,6 +27,7 @@ struct Point {
         return true;
     }
     friend constexpr bool operator!=(Point const& a, Point const& b) { return !(a == b); }
+    /// @}
 };
 
 }  // namespace kes::geometry

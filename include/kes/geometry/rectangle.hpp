@@ -1,22 +1,26 @@
-// Rectangle: an axis-parallel box, corner to corner.
+/// \file
+/// Rectangle: an axis-parallel box, corner to corner.
 #pragma once
 
 namespace kes::geometry {
 
-// An aggregate: Rectangle<int>{left, top, right, bottom}. Right and bottom are exclusive, so
-// {10, 20, 21, 31} is 11 x 11; y grows downward. Nothing keeps the corners in order: each
-// operation that takes a rectangle says what it makes of reversed ones.
+/// An aggregate: Rectangle<int>{left, top, right, bottom}. Right and bottom are exclusive, so
+/// {10, 20, 21, 31} is 11 x 11; y grows downward. Nothing keeps the corners in order: each
+/// operation that takes a rectangle says what it makes of reversed ones.
 template <typename T>
 struct Rectangle {
-    T left;
-    T top;
-    T right;
-    T bottom;
+    T left;    ///< first column
+    T top;     ///< first row
+    T right;   ///< one past the last column
+    T bottom;  ///< one past the last row
 
+    /// @{
+    /// Equal when all four corners are.
     friend constexpr bool operator==(Rectangle const& a, Rectangle const& b) {
         return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
     }
     friend constexpr bool operator!=(Rectangle const& a, Rectangle const& b) { return !(a == b); }
+    /// @}
 };
 
 }  // namespace kes::geometry

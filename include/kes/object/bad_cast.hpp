@@ -1,5 +1,5 @@
-// BadCast: a failed conversion between object types, with a message of its own. The library
-// exports the type for its users and never throws it.
+/// \file
+/// BadCast: a failed conversion between object types, with a message of its own.
 #pragma once
 
 #include <string>
@@ -9,12 +9,14 @@
 
 namespace kes::object {
 
+/// The library exports the type for its users and never throws it.
 class KES_EXPORT BadCast : public std::bad_cast {
 public:
+    /// Keeps the message for what().
     explicit BadCast(std::string message);
     ~BadCast() override;
 
-    // Returns the message; valid as long as this object lives.
+    /// Returns the message; valid as long as this object lives.
     char const* what() const noexcept override;
 
 private:

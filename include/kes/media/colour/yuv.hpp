@@ -1,15 +1,16 @@
-// Yuv: one colour as luma and two chroma differences.
+/// \file
+/// Yuv: one colour as luma and two chroma differences.
 #pragma once
 
 #include <cstdint>
 
 namespace kes::media::colour {
 
-// An aggregate: Yuv{y, u, v}; u and v are 128 where there is no colour.
+/// An aggregate: Yuv{y, u, v}.
 struct Yuv {
-    std::uint8_t y;
-    std::uint8_t u;
-    std::uint8_t v;
+    std::uint8_t y;  ///< luma, 0 to 255
+    std::uint8_t u;  ///< blue less luma, 128 for none
+    std::uint8_t v;  ///< red less luma, 128 for none
 };
 
 }  // namespace kes::media::colour
