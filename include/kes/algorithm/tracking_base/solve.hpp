@@ -1,5 +1,6 @@
-// hungarian::Solve: which rows of a cost matrix (tracks, say) to pair with which columns
-// (detections, say) so that the pairs cost least in all.
+/// \file
+/// hungarian::Solve: which rows of a cost matrix (tracks, say) to pair with which columns
+/// (detections, say) so that the pairs cost least in all.
 #pragma once
 
 #include <cstdint>
@@ -10,14 +11,17 @@
 
 namespace kes::algorithm::tracking_base::hungarian {
 
-// Eigen's default storage order, spelt out so that the caller's macros do not change it.
+/// @{
+/// Costs and marks, in Eigen's default storage order, spelt out so that the caller's macros do not
+/// change it.
 using Costs = Eigen::Array<float, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajor>;
 using Marks = Eigen::Array<std::uint8_t, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajor>;
+/// @}
 
 namespace detail {
 
-// The solver behind Solve, on plain memory: both arrays hold rows * columns elements, column after
-// column. Overwrites every mark; `costs` is left in an unspecified state. Throws as Solve does.
+/// The solver behind Solve, on plain memory: both arrays hold rows * columns elements, column after
+/// column. Overwrites every mark; `costs` is left in an unspecified state. Throws as Solve does.
 KES_EXPORT void MarkPairs(float* costs, std::int64_t rows, std::int64_t columns,
                           std::uint8_t* marks);
 
@@ -29,33 +33,33 @@ KES_EXPORT void MarkPairs(float* costs, std::int64_t rows, std::int64_t columns,
 // same name outside this inline namespace, for callers that look it up by symbol.
 inline namespace caller_side {
 
-// Pairs rows with columns at least total cost.
-//
-// costs: any shape, no row or no column included. A cost is at least 0, and the largest finite
-// float (std::numeric_limits<float>::max()) forbids the pair; +infinity does the same. As many
-// pairs are made as the forbidden ones allow, up to the smaller of rows and columns, and no row or
-// column is in two pairs.
-//
-// Returns marks of the same shape. A cell that holds 1 is a pair; read nothing else from it: 0 is
-// no pair, and a 2, a candidate that the search left behind when it ended, is no pair either.
-//
-// Ties are broken always in the same way, by the steps of the method: zeros are taken row by row
-// and from the left. Equal costs give (0, 1), (1, 0) for 2 x 2 and (0, 2), (1, 1), (2, 0) for
-// 3 x 3. All arithmetic rounds to single precision, so where costs differ by many orders of
-// magnitude the small ones can vanish beside the large. The same costs give the same marks on every
-// processor.
-//
-// Negative costs are accepted, with two caveats: a zero that is in the matrix from the start is
-// preferred to a negative cost beside it, so that the total need not be the least; and where costs
-// are so negative that sums overflow, the search ends early with the pairs it has.
-//
-// Throws std::invalid_argument "Cost matrix must not hold NaN or negative infinity", and
-// std::bad_alloc. Keeps no state: any number of threads may call it at once.
-//
-// Time grows with the cube of the matrix's side; memory is a few copies of the matrix.
-//
-// The method is the Hungarian one (Kuhn, 1955) in the form of Munkres (1957), with the extension to
-// rectangular matrices by Bourgeois and Lassalle (1971).
+/// Pairs rows with columns at least total cost.
+///
+/// `costs`: any shape, no row or no column included. A cost is at least 0, and the largest finite
+/// float (`std::numeric_limits<float>::max()`) forbids the pair; +infinity does the same. As many
+/// pairs are made as the forbidden ones allow, up to the smaller of rows and columns, and no row or
+/// column is in two pairs.
+///
+/// Returns marks of the same shape. A cell that holds 1 is a pair; read nothing else from it: 0 is
+/// no pair, and a 2, a candidate that the search left behind when it ended, is no pair either.
+///
+/// Ties are broken always in the same way, by the steps of the method: zeros are taken row by row
+/// and from the left. Equal costs give (0, 1), (1, 0) for 2 x 2 and (0, 2), (1, 1), (2, 0) for
+/// 3 x 3. All arithmetic rounds to single precision, so where costs differ by many orders of
+/// magnitude the small ones can vanish beside the large. The same costs give the same marks on
+/// every processor.
+///
+/// Negative costs are accepted, with two caveats: a zero that is in the matrix from the start is
+/// preferred to a negative cost beside it, so that the total need not be the least; and where costs
+/// are so negative that sums overflow, the search ends early with the pairs it has.
+///
+/// Throws `std::invalid_argument` "Cost matrix must not hold NaN or negative infinity", and
+/// `std::bad_alloc`. Keeps no state: any number of threads may call it at once.
+///
+/// Time grows with the cube of the matrix's side; memory is a few copies of the matrix.
+///
+/// The method is the Hungarian one (Kuhn, 1955) in the form of Munkres (1957), with the extension
+/// to rectangular matrices by Bourgeois and Lassalle (1971).
 __attribute__((always_inline, visibility("hidden"))) inline Marks Solve(Costs costs) {
     Marks marks(costs.rows(), costs.cols());
     detail::MarkPairs(costs.data(), costs.rows(), costs.cols(), marks.data());
