@@ -1,0 +1,127 @@
+// The segmenter against the memory it must move, its own plain version and OpenCV's background
+// subtractors.
+#include <cstring>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <hwy/targets.h>
+
+#include <opencv2/bgsegm.hpp>
+#include <opencv2/imgproc.hpp>
+#include <opencv2/video/background_segm.hpp>
+
+#include "bench/compare.hpp"
+#include "bench/memory_pass.hpp"
+#include "bench/segmenter_contents.hpp"
+#include "bench/segmenter_run.hpp"
+
+namespace kes::bench {
+namespace {
+
+using algorithm::tracking_base::EmogSegmenter;
+
+// The peers cost up to a hundred times as much: they learn from the end of the warm-up only.
+constexpr std::size_t PeerWarmUpFrames = 50;
+
+using Subtractor = cv::Ptr<cv::BackgroundSubtractor>;
+
+struct Peer {
+    std::string name;
+    Subtractor subtractor;
+    bool atHalfResolution;
+    cv::Mat foreground;
+
+    void See(cv::Mat const& picture, cv::Mat const& halfPicture) {
+        subtractor->apply(atHalfResolution ? halfPicture : picture, foreground);
+    }
+};
+
+std::vector<Peer> Peers() {
+    std::vector<Peer> peers;
+    for (bool half : {false, true}) {
+        std::string const where = half ? " at half resolution" : "";
+        peers.push_back(
+            {"OpenCV CNT" + where, cv::bgsegm::createBackgroundSubtractorCNT(), half, {}});
+        peers.push_back(
+            {"OpenCV MOG2" + where, cv::createBackgroundSubtractorMOG2(500, 16, false), half, {}});
+        peers.push_back(
+            {"OpenCV KNN" + where, cv::createBackgroundSubtractorKNN(500, 400, false), half, {}});
+    }
+    return peers;
+}
+
+// Scaling down is not the peers' work, and not timed.
+cv::Mat HalfOf(cv::Mat const& picture) {
+    cv::Mat half;
+    cv::resize(picture, half, picture.size() / 2, 0, 0, cv::INTER_AREA);
+    return half;
+}
+
+bool SameModel(EmogSegmenter::Impl const& a, EmogSegmenter::Impl const& b) {
+    using algorithm::tracking_base::CellModel;
+    return a.blobState.size() == b.blobState.size() &&
+           std::memcmp(a.blobState.data(), b.blobState.data(),
+                       static_cast<std::size_t>(a.blobState.size()) * sizeof(CellModel)) == 0;
+}
+
+std::vector<Result> Compare(std::string const& job, std::string const& contentName, cv::Size size) {
+    std::unique_ptr<Content> const content = MakeContent(contentName, size);
+    SegmenterRun ours(size);
+    std::vector<Peer> peers = Peers();
+    for (std::size_t i = 0; i < WarmUpFrames; ++i) {
+        cv::Mat const picture = content->Next();
+        ours.Process(picture);
+        if (i + PeerWarmUpFrames < WarmUpFrames) continue;
+        cv::Mat const half = HalfOf(picture);
+        for (Peer& peer : peers) peer.See(picture, half);
+    }
+    SegmenterRun plain = ours;
+    EmogSegmenter::Impl::BlobState moved = ours.segmenter.blobState;
+
+    Loop const pictures(*content, LoopFrames);
+    std::vector<cv::Mat> halves;
+    for (std::size_t i = 0; i < 2 * LoopFrames - 2; ++i) halves.push_back(HalfOf(pictures[i]));
+
+    std::uint64_t volatile sink = 0;
+    std::vector<Contender> contenders{
+        {"ours", [&](std::size_t i) { ours.Process(pictures[i]); }},
+        {"memory pass", [&](std::size_t i) { sink = MemoryPass(moved, pictures[i]); }},
+        {"ours, plain",
+         [&](std::size_t i) {
+             hwy::SetSupportedTargetsForTest(HWY_STATIC_TARGET);
+             plain.Process(pictures[i]);
+             hwy::SetSupportedTargetsForTest(0);
+         }},
+    };
+    for (Peer& peer : peers) {
+        contenders.push_back(
+            {peer.name, [&](std::size_t i) { peer.See(pictures[i], halves[i % halves.size()]); }});
+    }
+    std::vector<Result> const results = RunContest(job, contenders, {});
+    if (!SameModel(ours.segmenter, plain.segmenter)) {
+        throw std::runtime_error(job + ": ours and plain have learnt different models");
+    }
+    Print(std::cout, results);
+    return results;
+}
+
+}  // namespace
+
+std::vector<Result> CompareSegmenters(IsWanted const& isWanted) {
+    std::vector<Result> all;
+    for (cv::Size size : {cv::Size(768, 576), cv::Size(1920, 1080), cv::Size(3840, 2160)}) {
+        for (char const* content : {"clip", "noise", "static", "crowd"}) {
+            std::string const job = "Segmenter/" + std::to_string(size.width) + "x" +
+                                    std::to_string(size.height) + "/" + content;
+            if (!isWanted(job)) continue;
+            for (Result const& result : Compare(job, content, size)) all.push_back(result);
+        }
+    }
+    return all;
+}
+
+}  // namespace kes::bench

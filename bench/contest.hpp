@@ -1,0 +1,36 @@
+// A contest: several ways to do one job, run in turn in one process, told apart by their medians.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace kes::bench {
+
+struct Contender {
+    std::string name;
+    std::function<void(std::size_t repetition)> run;
+};
+
+struct Result {
+    std::string job;  // for example "Segmenter/1920x1080/clip"
+    std::string name;
+    double microseconds;  // median of one repetition
+};
+
+// Every contender runs a block of repetitions, the first of them untimed, before the next one has
+// its turn, and all of them do so in every round. Each contender's repetitions count up from 0.
+struct Plan {
+    std::size_t rounds = 5;
+    std::size_t repetitionsInARow = 20;
+};
+
+std::vector<Result> RunContest(std::string const& job, std::vector<Contender> const& contenders,
+                               Plan const& plan);
+
+// A table: medians, and their ratios to the first contender's.
+void Print(std::ostream& out, std::vector<Result> const& results);
+
+}  // namespace kes::bench

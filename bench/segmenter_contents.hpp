@@ -1,0 +1,43 @@
+// What the segmenter is timed on: made-up and real pictures in any size.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include <kes/media/video/frame.hpp>
+
+namespace kes::bench {
+
+// An endless sequence of grey pictures.
+class Content {
+public:
+    virtual ~Content() = default;
+    virtual cv::Mat Next() = 0;
+};
+
+// "clip": the yard that people cross, from its start, scaled (needs build/clip; tools/fetch-clip).
+// "noise": every pixel of every picture random. "static": a still texture under sensor noise.
+// "crowd": things everywhere that change their looks, so that all three slots are busy.
+// Throws std::runtime_error when the clip is not there.
+std::unique_ptr<Content> MakeContent(std::string const& name, cv::Size size);
+
+// Pictures to be shown forwards and backwards for ever, so that movement has no jump.
+class Loop {
+public:
+    Loop(Content& content, std::size_t count);
+    cv::Mat const& operator[](std::size_t i) const;
+
+private:
+    std::vector<cv::Mat> pictures;
+};
+
+media::video::FrameBase<void const> ViewOf(cv::Mat const& picture);
+
+constexpr std::size_t WarmUpFrames = 200;  // until every model has settled
+constexpr std::size_t LoopFrames = 20;
+
+}  // namespace kes::bench
