@@ -102,6 +102,8 @@ Costs Gated(Index rows, Index columns, std::mt19937& random, float gate) {
 }
 
 Costs WithLinesForbidden(Costs costs, std::mt19937& random) {
+    // Eigen 3.4 makes a row of an empty matrix by adding to a null pointer.
+    if (costs.size() == 0) return costs;
     for (Index row = 0; row < costs.rows(); ++row) {
         if (Chance(random, 0.2F)) costs.row(row).setConstant(Forbidden);
     }
