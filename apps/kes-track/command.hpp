@@ -19,6 +19,7 @@ struct Command {
     Run (*add)(CLI::App& app);
 };
 
+Run AddEvalCommand(CLI::App& app);
 Run AddManualCommand(CLI::App& app);
 Run AddSegmentCommand(CLI::App& app);
 

@@ -1,0 +1,120 @@
+// kes-track eval: a tracker's result scored against ground truth.
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "base/failure.hpp"
+#include "cli/parse.hpp"
+#include "command.hpp"
+#include "eval/scores.hpp"
+#include "mot/mot_text.hpp"
+
+namespace kes::track {
+namespace {
+
+struct EvalOptions {
+    std::string truth;
+    std::string result;
+    std::optional<eval::FrameRange> frames;
+    bool json = false;
+};
+
+// "1-400"
+std::optional<eval::FrameRange> ParseFrames(std::string_view text) {
+    auto const dash = text.find('-');
+    if (dash == std::string_view::npos) return std::nullopt;
+    auto const first = cli::ParseCount(text.substr(0, dash));
+    auto const last = cli::ParseCount(text.substr(dash + 1));
+    constexpr std::uint64_t Most = 1'000'000'000;
+    if (!first || !last || *first < 1 || *last < *first || *last > Most) return std::nullopt;
+    return eval::FrameRange{static_cast<long>(*first), static_cast<long>(*last)};
+}
+
+// The frames from the first to the last that have ground truth.
+eval::FrameRange FramesOf(std::vector<mot::Row> const& truth) {
+    auto const [first, last] = std::minmax_element(
+        truth.begin(), truth.end(), [](auto const& a, auto const& b) { return a.frame < b.frame; });
+    return {first->frame, last->frame};
+}
+
+std::string Percent(std::optional<double> share) {
+    if (!share) return "-";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f %%", 100 * *share);
+    return text;
+}
+
+nlohmann::json PercentJson(std::optional<double> share) {
+    return share ? nlohmann::json(100 * *share) : nlohmann::json(nullptr);
+}
+
+void PrintTable(eval::Scores const& scores, eval::FrameRange frames) {
+    std::cout << "frames           " << frames.first << " to " << frames.last << '\n'
+              << "true boxes       " << scores.truthBoxes << '\n'
+              << "result's boxes   " << scores.resultBoxes << '\n'
+              << "MOTA             " << Percent(scores.Mota()) << '\n'
+              << "IDF1             " << Percent(scores.Idf1()) << '\n'
+              << "precision        " << Percent(scores.Precision()) << '\n'
+              << "recall           " << Percent(scores.Recall()) << '\n'
+              << "switches         " << scores.switches << '\n'
+              << "false positives  " << scores.falsePositives << '\n'
+              << "misses           " << scores.misses << '\n';
+}
+
+void PrintJson(eval::Scores const& scores, eval::FrameRange frames) {
+    nlohmann::ordered_json const out{{"first_frame", frames.first},
+                                     {"last_frame", frames.last},
+                                     {"true_boxes", scores.truthBoxes},
+                                     {"result_boxes", scores.resultBoxes},
+                                     {"mota", PercentJson(scores.Mota())},
+                                     {"idf1", PercentJson(scores.Idf1())},
+                                     {"precision", PercentJson(scores.Precision())},
+                                     {"recall", PercentJson(scores.Recall())},
+                                     {"switches", scores.switches},
+                                     {"false_positives", scores.falsePositives},
+                                     {"misses", scores.misses}};
+    std::cout << out.dump() << '\n';
+}
+
+int Eval(EvalOptions const& options) {
+    auto truth = mot::Read(options.truth);
+    // Benchmarks mark what is not to be scored with a confidence of 0.
+    std::erase_if(truth, [](mot::Row const& row) { return row.confidence == 0; });
+    auto const result = mot::Read(options.result);
+    if (truth.empty()) {
+        throw Failure(ExitCode::BadSideInput, options.truth + ": holds no box");
+    }
+    auto const frames = options.frames ? *options.frames : FramesOf(truth);
+    try {
+        auto const scores = eval::Compare(truth, result, frames);
+        options.json ? PrintJson(scores, frames) : PrintTable(scores, frames);
+    } catch (std::invalid_argument const& error) {
+        throw Failure(ExitCode::BadSideInput, error.what());
+    }
+    return 0;
+}
+
+}  // namespace
+
+Run AddEvalCommand(CLI::App& app) {
+    auto const options = std::make_shared<EvalOptions>();
+    app.add_option("GT", options->truth, "Ground truth: frame,id,left,top,width,height lines")
+        ->required();
+    app.add_option("RESULT", options->result, "What a tracker wrote, in the same form")->required();
+    cli::AddParsedOption(app, "--frames", options->frames, ParseFrames, "a range such as 1-400",
+                         "Score these frames (default: first to last with ground truth)")
+        ->type_name("A-B");
+    app.add_flag("--json", options->json, "Print one JSON object, shares in percent");
+    return [options] { return Eval(*options); };
+}
+
+}  // namespace kes::track

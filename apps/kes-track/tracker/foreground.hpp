@@ -1,0 +1,40 @@
+// Foreground: the segmenter over one stream, and its masks in the forms that the tracker reads.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <kes/algorithm/bit_mask.hpp>
+#include <kes/algorithm/tracking_base/emog_segmenter.hpp>
+#include <opencv2/core.hpp>
+
+#include "tracker/options.hpp"
+
+namespace kes::tracker {
+
+class Foreground {
+public:
+    explicit Foreground(Options const& options);
+
+    // Takes one frame through the background model. Returns false when the frame's size differs
+    // from the one before and the model began afresh.
+    bool Process(Frame const& frame);
+
+    // 255 where there is foreground, young or stationary, single cells removed.
+    cv::Mat1b const& Cells() const { return cells; }
+    // 255 where foreground has stood for the stationary time.
+    cv::Mat1b const& StandingCells() const { return standingCells; }
+    // All foreground, as the appearance model takes it.
+    algorithm::BitMask const& Mask() const { return mask; }
+
+private:
+    algorithm::tracking_base::EmogSegmenter segmenter;
+    algorithm::BitMask mask{};
+    std::vector<std::uint32_t> stationary;
+    std::vector<std::uint32_t> noCells;
+    cv::Mat1b rawCells;
+    cv::Mat1b cells;
+    cv::Mat1b standingCells;
+};
+
+}  // namespace kes::tracker

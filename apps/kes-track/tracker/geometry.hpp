@@ -1,0 +1,48 @@
+// Pose: where an upright object stands and how large it is. Every coordinate in the tracker is in
+// cells, the half-resolution grid of the masks, unless its name says pixels.
+#pragma once
+
+#include <algorithm>
+
+#include <kes/geometry/rectangle.hpp>
+
+namespace kes::tracker {
+
+using Box = geometry::Rectangle<float>;
+
+struct Pose {
+    float x;     // the middle, left to right
+    float foot;  // the lower edge: where the object meets the ground
+    float width;
+    float height;
+};
+
+inline Box BoxOf(Pose const& pose) {
+    return {pose.x - pose.width / 2, pose.foot - pose.height, pose.x + pose.width / 2, pose.foot};
+}
+
+inline Pose PoseOf(Box const& box) {
+    return {(box.left + box.right) / 2, box.bottom, box.right - box.left, box.bottom - box.top};
+}
+
+inline Box Scaled(Box const& box, float factor) {
+    return {box.left * factor, box.top * factor, box.right * factor, box.bottom * factor};
+}
+
+inline float Area(Box const& box) {
+    return std::max(0.0F, box.right - box.left) * std::max(0.0F, box.bottom - box.top);
+}
+
+inline float Intersection(Box const& a, Box const& b) {
+    return Area({std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
+                 std::min(a.bottom, b.bottom)});
+}
+
+// Intersection over union, 0 to 1.
+inline float Overlap(Box const& a, Box const& b) {
+    float const common = Intersection(a, b);
+    float const all = Area(a) + Area(b) - common;
+    return all > 0 ? common / all : 0;
+}
+
+}  // namespace kes::tracker

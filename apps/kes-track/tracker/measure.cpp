@@ -1,0 +1,60 @@
+#include "tracker/measure.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+namespace kes::tracker {
+namespace {
+
+constexpr float MarginX = 0.4F;   // looked at beyond the pose's box, of its width
+constexpr float MarginY = 0.3F;   // of its height
+constexpr float ThinEnd = 0.15F;  // of the fullest row or column
+constexpr int Least = 3;          // cells each way
+
+struct Extent {
+    int first;
+    int end;
+};
+
+// From the first to the last count that is not a thin end.
+Extent ExtentOf(std::vector<int> const& counts) {
+    int const fullest = *std::max_element(counts.begin(), counts.end());
+    auto const isEnough = [&](int count) {
+        return static_cast<float>(count) >= std::max(1.0F, ThinEnd * static_cast<float>(fullest));
+    };
+    auto const first = std::find_if(counts.begin(), counts.end(), isEnough);
+    auto const last = std::find_if(counts.rbegin(), counts.rend(), isEnough).base();
+    if (first == counts.end()) return {0, 0};
+    return {static_cast<int>(first - counts.begin()), static_cast<int>(last - counts.begin())};
+}
+
+}  // namespace
+
+std::optional<Pose> Measure(Pose const& pose, cv::Mat1b const& foreground) {
+    Box const box = BoxOf(pose);
+    int const x0 = std::max(0, static_cast<int>(box.left - MarginX * pose.width));
+    int const x1 = std::min(foreground.cols, static_cast<int>(box.right + MarginX * pose.width));
+    int const y0 = std::max(0, static_cast<int>(box.top - MarginY * pose.height));
+    int const y1 = std::min(foreground.rows, static_cast<int>(box.bottom + MarginY * pose.height));
+    if (x1 - x0 < Least || y1 - y0 < Least) return std::nullopt;
+    std::vector<int> rows(static_cast<std::size_t>(y1 - y0));
+    std::vector<int> columns(static_cast<std::size_t>(x1 - x0));
+    for (int y = y0; y < y1; ++y) {
+        for (int x = x0; x < x1; ++x) {
+            if (foreground(y, x) == 0) continue;
+            ++rows[static_cast<std::size_t>(y - y0)];
+            ++columns[static_cast<std::size_t>(x - x0)];
+        }
+    }
+    Extent const down = ExtentOf(rows);
+    Extent const across = ExtentOf(columns);
+    int const width = across.end - across.first;
+    int const height = down.end - down.first;
+    if (width < Least || height < Least) return std::nullopt;
+    return Pose{static_cast<float>(x0 + across.first) + static_cast<float>(width) / 2,
+                static_cast<float>(y0 + down.end), static_cast<float>(width),
+                static_cast<float>(height)};
+}
+
+}  // namespace kes::tracker

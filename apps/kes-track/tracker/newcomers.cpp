@@ -1,0 +1,111 @@
+#include "tracker/newcomers.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+#include <opencv2/imgproc.hpp>
+
+namespace kes::tracker {
+namespace {
+
+constexpr int ExplainedLevel = 2;  // covered with probability 0.22: not left over
+constexpr int MostInOneBlob = 6;
+constexpr int Step = 2;               // of the search, in cells
+constexpr int LeastWidth = 3;         // of a blob, in cells
+constexpr float LeastHeight = 0.55F;  // of a blob, in usual heights
+constexpr float LeastArea = 0.3F;     // of a blob, in usual boxes
+constexpr float LeastAreaAtBorder = 0.15F;
+// The share of a full silhouette's worth that the first and each further object must add.
+constexpr float FirstWorth = 0.15F;
+constexpr float FurtherWorth = 0.3F;
+constexpr float WorthOfCell = 3.5F;  // about log(1 / stray probability)
+
+struct Blob {
+    cv::Rect box;
+    int area;
+};
+
+std::vector<Blob> LeftOver(cv::Mat1b const& foreground, Coverage const& coverage) {
+    cv::Mat1b rest = foreground.clone();
+    rest.setTo(0, coverage.Levels() >= ExplainedLevel);
+    // Slivers along the edges of silhouettes go, pieces of one object become one.
+    cv::morphologyEx(rest, rest, cv::MORPH_OPEN, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}));
+    cv::morphologyEx(rest, rest, cv::MORPH_CLOSE,
+                     cv::getStructuringElement(cv::MORPH_RECT, {3, 7}));
+    cv::Mat1i labels;
+    cv::Mat1i statistics;
+    cv::Mat1d centres;
+    int const count = cv::connectedComponentsWithStats(rest, labels, statistics, centres);
+    std::vector<Blob> blobs;
+    for (int i = 1; i < count; ++i) {  // 0 is what is no blob
+        blobs.push_back({{statistics(i, cv::CC_STAT_LEFT), statistics(i, cv::CC_STAT_TOP),
+                          statistics(i, cv::CC_STAT_WIDTH), statistics(i, cv::CC_STAT_HEIGHT)},
+                         statistics(i, cv::CC_STAT_AREA)});
+    }
+    return blobs;
+}
+
+struct Candidate {
+    Pose pose{};
+    Stencil stencil;
+    float worth = 0;
+};
+
+Candidate BestIn(cv::Rect const& box, Coverage const& coverage, Usual const& usual,
+                 float blobHeight) {
+    Candidate best;
+    int const first = box.y + static_cast<int>(0.4F * blobHeight);
+    for (int foot = first; foot <= box.y + box.height + Step; foot += Step) {
+        auto const row = static_cast<float>(foot);
+        auto const size = *usual.scale.SizeAt(row);
+        Pose pose{0, row, size.width, size.height};
+        Stencil const stencil = usual.silhouette.Draw(pose.width, pose.height);
+        for (int x = box.x; x <= box.x + box.width; x += Step) {
+            float const worth =
+                coverage.Gain(stencil, x, foot) / (std::max(1.0F, stencil.area) * WorthOfCell);
+            if (worth > best.worth) {
+                pose.x = static_cast<float>(x);
+                best = {pose, stencil, worth};
+            }
+        }
+    }
+    return best;
+}
+
+}  // namespace
+
+std::vector<Pose> FindNewcomers(cv::Mat1b const& foreground, Coverage& coverage, Usual const& usual,
+                                float minimumHeight) {
+    std::vector<Pose> found;
+    for (Blob const& blob : LeftOver(foreground, coverage)) {
+        cv::Rect const& box = blob.box;
+        auto const foot = static_cast<float>(box.y + box.height);
+        auto const width = static_cast<float>(box.width);
+        auto const height = static_cast<float>(box.height);
+        auto const size = usual.scale.SizeAt(foot);
+        if (box.width < LeastWidth || (size ? size->height : height) < minimumHeight) continue;
+        if (!size) {
+            found.push_back({static_cast<float>(box.x) + width / 2, foot, width, height});
+            continue;
+        }
+        bool const isAtBorder = box.x <= 2 || box.x + box.width >= foreground.cols - 3 ||
+                                box.y + box.height >= foreground.rows - 3;
+        float const usualArea = size->width * size->height;
+        if (height < LeastHeight * size->height) continue;
+        if (static_cast<float>(blob.area) <
+            (isAtBorder ? LeastAreaAtBorder : LeastArea) * usualArea) {
+            continue;
+        }
+        for (int i = 0; i < MostInOneBlob; ++i) {
+            Candidate const best = BestIn(box, coverage, usual, size->height);
+            if (best.worth < (i == 0 ? FirstWorth : FurtherWorth)) break;
+            coverage.Add(best.stencil, static_cast<int>(best.pose.x),
+                         static_cast<int>(best.pose.foot));
+            found.push_back(best.pose);
+        }
+    }
+    return found;
+}
+
+}  // namespace kes::tracker

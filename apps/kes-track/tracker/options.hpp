@@ -1,0 +1,22 @@
+// Options: what a user of the tracker would tune. The defaults serve a yard, a street and a hall.
+#pragma once
+
+#include <kes/media/video/frame.hpp>
+
+namespace kes::tracker {
+
+using Frame = media::video::FrameBase<void const>;
+
+struct Options {
+    double framesPerSecond = 15;      // of the stream; every time below is counted with it
+    float threshold = 4;              // of the segmenter, in standard deviations
+    float minimumHeight = 1.0F / 12;  // of an object, as a share of the frame's height
+    double persistence = 0.4;         // seconds that an object is seen before it counts
+    double concealment = 2;           // seconds that an object is followed behind another
+    double memory = 5;                // seconds that an object out of sight keeps its number
+    float reach = 0.6F;               // how far it may come back, in own heights a second
+    double stationaryTime = 5;        // seconds at rest that make something stationary
+    double holdOnTime = 60;           // seconds after which what is stationary joins the background
+};
+
+}  // namespace kes::tracker

@@ -1,0 +1,151 @@
+#include "tracker/placement.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <tuple>
+
+namespace kes::tracker {
+namespace {
+
+constexpr int Sweeps = 3;
+constexpr int CoarseStep = 2;
+// The cells of a mask are far from independent: their joint log-likelihood counts this much
+// against the prediction's.
+constexpr float MaskTrust = 0.05F;
+constexpr float PlacementDeviation = 0.05F;  // of a placement, in the object's heights
+constexpr float LargestSearch = 0.4F;        // in the object's heights
+constexpr float LeastEvidence = 0.2F;
+
+struct Search {
+    float varianceX;
+    float varianceFoot;
+    int reachX;
+    int reachFoot;
+};
+
+Search SearchOf(Track const& track) {
+    float const placement = PlacementDeviation * track.pose.height;
+    float const x = track.x.PositionVariance() + placement * placement;
+    float const foot = track.foot.PositionVariance() + placement * placement;
+    int const most = 2 + static_cast<int>(LargestSearch * track.pose.height);
+    return {x, foot, std::clamp(static_cast<int>(3 * std::sqrt(x)), 2, most),
+            std::clamp(static_cast<int>(3 * std::sqrt(foot)), 2, most)};
+}
+
+// Keeps the best of the places tried for one track.
+class Trial {
+public:
+    Trial(Track& track, Coverage const& coverage)
+        : track(track),
+          coverage(coverage),
+          search(SearchOf(track)),
+          predictedX(static_cast<int>(std::lround(track.pose.x))),
+          predictedFoot(static_cast<int>(std::lround(track.pose.foot))) {}
+
+    void TryWidely() {
+        for (int y = -search.reachFoot; y <= search.reachFoot; y += CoarseStep) {
+            for (int x = -search.reachX; x <= search.reachX; x += CoarseStep) {
+                Try(predictedX + x, predictedFoot + y);
+            }
+        }
+        TryAround(bestX, bestFoot, CoarseStep - 1);
+    }
+
+    void TryAround(int middleX, int middleFoot, int reach) {
+        for (int y = middleFoot - reach; y <= middleFoot + reach; ++y) {
+            for (int x = middleX - reach; x <= middleX + reach; ++x) {
+                bool const isWithin = std::abs(x - predictedX) <= search.reachX &&
+                                      std::abs(y - predictedFoot) <= search.reachFoot;
+                if (isWithin) Try(x, y);
+            }
+        }
+    }
+
+    void Settle() {
+        track.cellX = bestX;
+        track.cellFoot = bestFoot;
+    }
+
+private:
+    void Try(int x, int foot) {
+        float const fromX = static_cast<float>(x) - track.pose.x;
+        float const fromFoot = static_cast<float>(foot) - track.pose.foot;
+        float const value =
+            MaskTrust * coverage.Gain(track.stencil, x, foot) -
+            0.5F * (fromX * fromX / search.varianceX + fromFoot * fromFoot / search.varianceFoot);
+        if (value > best) {
+            best = value;
+            bestX = x;
+            bestFoot = foot;
+        }
+    }
+
+    Track& track;
+    Coverage const& coverage;
+    Search const search;
+    int const predictedX;
+    int const predictedFoot;
+    float best = -std::numeric_limits<float>::infinity();
+    int bestX = 0;
+    int bestFoot = 0;
+};
+
+// Nearest to the camera first.
+std::vector<Track*> FrontToBack(std::vector<Track*> tracks) {
+    std::stable_sort(tracks.begin(), tracks.end(),
+                     [](Track const* a, Track const* b) { return a->cellFoot > b->cellFoot; });
+    return tracks;
+}
+
+}  // namespace
+
+void Place(std::vector<Track*> const& tracks, Foreground const&, Frame const&, Coverage& coverage) {
+    auto const order = FrontToBack(tracks);
+    for (Track const* track : order) {
+        coverage.Add(track->stencil, track->cellX, track->cellFoot);
+    }
+    for (int sweep = 0; sweep < Sweeps; ++sweep) {
+        for (Track* track : order) {
+            coverage.Remove(track->stencil, track->cellX, track->cellFoot);
+            Trial trial(*track, coverage);
+            if (sweep == 0) {
+                trial.TryWidely();
+            } else {
+                trial.TryAround(track->cellX, track->cellFoot, 2);
+            }
+            trial.Settle();
+            coverage.Add(track->stencil, track->cellX, track->cellFoot);
+        }
+    }
+}
+
+std::vector<Track*> Judge(std::vector<Track*> const& tracks, Coverage& coverage) {
+    for (Track* track : tracks) {
+        track->presence = coverage.Presence(track->stencil, track->cellX, track->cellFoot);
+    }
+    auto const isLessProven = [](Track const* a, Track const* b) {
+        auto const proof = [](Track const* track) {
+            return std::tuple(track->confirmed, track->sight == Sight::Seen,
+                              std::min(track->framesSeen, 100), track->evidence);
+        };
+        return proof(a) < proof(b);
+    };
+    std::vector<Track*> standing = tracks;
+    for (;;) {
+        std::vector<Track*> unproven;
+        for (Track* track : standing) {
+            coverage.Remove(track->stencil, track->cellX, track->cellFoot);
+            track->evidence = coverage.Evidence(track->stencil, track->cellX, track->cellFoot);
+            coverage.Add(track->stencil, track->cellX, track->cellFoot);
+            if (track->evidence < LeastEvidence) unproven.push_back(track);
+        }
+        if (unproven.empty()) return standing;
+        Track* const least = *std::min_element(unproven.begin(), unproven.end(), isLessProven);
+        coverage.Remove(least->stencil, least->cellX, least->cellFoot);
+        std::erase(standing, least);
+    }
+}
+
+}  // namespace kes::tracker

@@ -1,0 +1,56 @@
+// Track: one followed object, and how its places are compared with what it has looked like.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include <kes/algorithm/tracking_base/smog.hpp>
+
+#include "tracker/geometry.hpp"
+#include "tracker/motion.hpp"
+#include "tracker/silhouette.hpp"
+
+namespace kes::tracker {
+
+enum class Sight {
+    Seen,    // on foreground of its own
+    Hidden,  // out of sight behind another object, followed by its motion
+    Lost,    // out of sight, reason unknown
+};
+
+struct Track {
+    int id = 0;
+    Pose pose{};
+    AxisFilter x;
+    AxisFilter foot;
+
+    float ownWidth = 0;  // as measured, for a scene whose scale is not known
+    float ownHeight = 0;
+    float sizeFactor = 1;  // own height / the scene's usual height where it stands
+
+    Silhouette silhouette;
+    Stencil stencil;  // the silhouette at the present size
+    int cellX = 0;    // where the stencil is placed now
+    int cellFoot = 0;
+
+    algorithm::tracking_base::appearance::Smog appearance;
+    int appearanceUpdates = 0;
+
+    Sight sight = Sight::Seen;
+    bool confirmed = false;
+    bool isAlone = false;  // in sight and clear of every other object and of the border
+    bool isWhole = false;  // no part of it beyond the frame's border
+    int framesSeen = 0;
+    int framesOut = 0;   // since it was last seen
+    float evidence = 0;  // of foreground that only this object explains, 0 to about 1
+    float presence = 0;  // of any foreground where it should be, 0 to about 1
+
+    Pose start{};          // where it was first seen
+    Pose rest{};           // where it came to rest, and
+    int framesAtRest = 0;  // for how long
+    bool isStanding = false;
+
+    std::vector<int> contacts;  // ids of objects that it has touched and not yet been told from
+};
+
+}  // namespace kes::tracker

@@ -1,0 +1,46 @@
+// Tracker: takes the frames of one video in order and gives who is where in each, under numbers
+// that last. It reads no file, draws nothing and starts no thread.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include <kes/media/video/frame.hpp>
+
+#include "tracker/geometry.hpp"
+#include "tracker/options.hpp"
+#include "tracker/track.hpp"
+
+namespace kes::tracker {
+
+struct Object {
+    int id;   // from 1, in the order in which objects were first seen; never used twice
+    Box box;  // frame pixels, corner to corner, clipped to the frame
+    Sight sight;
+    bool isConfirmed;  // seen for long enough to count
+    bool isStanding;   // at rest for the stationary time
+};
+
+struct Result {
+    std::vector<Object> objects;
+};
+
+class Tracker {
+public:
+    explicit Tracker(Options const& options);
+    ~Tracker();
+
+    // frame: Nv12 (or another colour format of which plane 0 is luminance), of any size; objects
+    // and scene are forgotten when the size changes.
+    Result Process(Frame const& frame);
+
+    // Forgets the objects and keeps what was learnt of the scene: its background, and how large
+    // and of what shape objects look where.
+    void ForgetObjects();
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl;
+};
+
+}  // namespace kes::tracker
