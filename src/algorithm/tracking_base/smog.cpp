@@ -13,43 +13,56 @@ namespace {
 constexpr std::uint32_t WholeWeight = 256;
 constexpr std::uint32_t LearningWeight = 25;
 
+// r, g, i and vp.
+using Sample = std::array<std::uint32_t, Smog::ChannelCount>;
+
 // What the samples of one component add up to. 1200 samples of at most 256 stay far below 2^32.
 struct Sums {
     std::uint32_t count;
-    std::array<std::uint32_t, Smog::ChannelCount> values;
-    std::array<std::uint32_t, Smog::ChannelCount> squares;
+    Sample values;
+    Sample squares;
 
     void Add(Sample const& sample) {
         ++count;
         for (std::size_t c = 0; c < sample.size(); ++c) {
-            auto const value = static_cast<std::uint32_t>(sample[c]);
-            values[c] += value;
-            squares[c] += value * value;
+            values[c] += sample[c];
+            squares[c] += sample[c] * sample[c];
         }
     }
 };
 
-// The component with the nearest means, the first of several.
-std::size_t Nearest(Gaussians const& gaussians, Sample const& sample) {
-    auto const squaredDistance = [&sample](Smog::Gaussian const& gaussian) {
-        int sum = 0;
-        for (std::size_t c = 0; c < sample.size(); ++c) {
-            int const difference = sample[c] - gaussian.means[c];
-            sum += difference * difference;
-        }
-        return sum;
-    };
-    std::size_t nearest = 0;
-    int smallest = squaredDistance(gaussians[0]);
-    for (std::size_t k = 1; k < gaussians.size(); ++k) {
-        int const distance = squaredDistance(gaussians[k]);
-        if (distance < smallest) {
-            smallest = distance;
-            nearest = k;
+// Finds the component with the nearest means, the first of several.
+class Nearest {
+public:
+    explicit Nearest(Gaussians const& gaussians) {
+        for (std::size_t k = 0; k < gaussians.size(); ++k) {
+            for (std::size_t c = 0; c < Smog::ChannelCount; ++c) {
+                means[c][k] = static_cast<std::int16_t>(gaussians[k].means[c]);
+            }
         }
     }
-    return nearest;
-}
+
+    std::size_t To(Sample const& sample) const {
+        std::array<std::int32_t, Smog::ComponentCount> distances{};
+        for (std::size_t c = 0; c < sample.size(); ++c) {
+            for (std::size_t k = 0; k < distances.size(); ++k) {
+                auto const difference =
+                    static_cast<std::int16_t>(static_cast<std::int16_t>(sample[c]) - means[c][k]);
+                distances[k] += difference * difference;
+            }
+        }
+        // Distances are below 2^20; with the index in their low bits, the least one names it.
+        std::int32_t least = distances[0] << 3;
+        for (std::size_t k = 1; k < distances.size(); ++k) {
+            least = std::min(least, distances[k] << 3 | static_cast<std::int32_t>(k));
+        }
+        return static_cast<std::size_t>(least & 7);
+    }
+
+private:
+    // By channel and component.
+    std::array<std::array<std::int16_t, Smog::ComponentCount>, Smog::ChannelCount> means;
+};
 
 std::uint32_t Blend(std::uint32_t old, std::uint32_t measured, std::uint32_t weight) {
     return ((WholeWeight - weight) * old + weight * measured) >> 8;
@@ -82,8 +95,12 @@ void Smog::Update(geometry::Rectangle<int> const& blob, BitMask const& mask, Fra
     int const sampleCount =
         VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
             RequireWords(mask);
-            return detail::SampleSmog<Format>(blob, mask, frame, [&](Sample const& sample) {
-                sums[Nearest(gaussians, sample)].Add(sample);
+            Nearest const nearest(gaussians);
+            return detail::SampleSmog<Format>(blob, mask, frame, [&](int vp) {
+                return [&, vp = static_cast<std::uint32_t>(vp)](Rgi const& colour) {
+                    Sample const sample{colour.r, colour.g, colour.i, vp};
+                    sums[nearest.To(sample)].Add(sample);
+                };
             });
         });
     if (sampleCount == 0) return;

@@ -1,8 +1,35 @@
 #include "algorithm/tracking_base/smog_sampling.hpp"
 
+#include <cmath>
 #include <limits>
 
 namespace kes::algorithm::tracking_base::appearance {
+namespace {
+
+// The least integer whose square is not below a value of at most 2^17.
+int CeilSqrt(std::uint32_t value) {
+    return static_cast<int>(std::ceil(std::sqrt(static_cast<float>(value))));
+}
+
+// Bit k of the index in element k.
+using ComponentCounts = IntegralImages::ComponentCounts;
+constexpr std::array<ComponentCounts, 256> CountsOfSet = [] {
+    std::array<ComponentCounts, 256> counts{};
+    for (std::size_t set = 0; set < counts.size(); ++set) {
+        for (std::size_t k = 0; k < Smog::ComponentCount; ++k) {
+            counts[set][k] = static_cast<std::uint16_t>(set >> k & 1);
+        }
+    }
+    return counts;
+}();
+
+ComponentCounts Sum(ComponentCounts const& a, ComponentCounts const& b) {
+    ComponentCounts sum;
+    for (std::size_t k = 0; k < sum.size(); ++k) sum[k] = static_cast<std::uint16_t>(a[k] + b[k]);
+    return sum;
+}
+
+}  // namespace
 
 void RequireHalfSize(BitMask const& mask, Frame const& frame) {
     if (mask.width != frame.GetWidth() >> 1 || mask.height != frame.GetHeight() >> 1) {
@@ -41,6 +68,33 @@ SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask) {
     return grid;
 }
 
+FitTable::FitTable(Gaussians const& gaussians) : gaussians(gaussians), sets{} {
+    for (std::size_t k = 0; k < gaussians.size(); ++k) {
+        for (Channel const channel : {Red, Green, Intensity}) {
+            // Those from `first` to `last` lie less than the root of the variance from the mean.
+            int const mean = gaussians[k].means[channel];
+            int const reach = CeilSqrt(gaussians[k].variances[channel]) - 1;
+            int const first = std::max(mean - reach, 0);
+            int const last = std::min(mean + reach, MaxColourValue);
+            for (int value = first; value <= last; ++value) {
+                sets[channel][static_cast<std::size_t>(value)] |=
+                    static_cast<ComponentSet>(1U << k);
+            }
+        }
+    }
+}
+
+ComponentSet FitTable::AtHeight(int vp) const {
+    unsigned int set = 0;
+    for (std::size_t k = 0; k < gaussians.size(); ++k) {
+        int const distance = vp - gaussians[k].means[Height];
+        bool const fits =
+            static_cast<std::uint32_t>(distance * distance) < gaussians[k].variances[Height];
+        set |= static_cast<unsigned int>(fits) << k;
+    }
+    return static_cast<ComponentSet>(set);
+}
+
 namespace detail {
 
 template <media::ColourFormat Format>
@@ -57,36 +111,27 @@ IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
     }
 
     IntegralImages images;
-    for (auto& image : images.fitCounts) image.resize(countsPerImage);
+    images.fitCounts.resize(countsPerImage);
     images.maskCounts.resize(countsPerImage);
 
-    // Takes a count over one more row from the image's row above.
-    auto const store = [countsPerRow](std::vector<std::uint16_t>& image, std::size_t index,
-                                      std::uint16_t countInRow) {
-        image[index] = static_cast<std::uint16_t>(image[index - countsPerRow] + countInRow);
-    };
-
     BlockReader<Format> const read(frame);
+    FitTable const fits(gaussians);
     for (std::size_t row = 0; row < height; ++row) {
         int const cellY = area.top + static_cast<int>(row);
         std::uint32_t const* const maskRow =
             mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask);
-        std::array<std::uint16_t, Smog::ComponentCount> fitsInRow{};
+        ComponentCounts fitsInRow{};
         std::uint16_t setInRow = 0;
-        for (std::size_t column = 0; column < width; ++column) {
-            int const cellX = area.left + static_cast<int>(column);
+        std::size_t above = row * countsPerRow;
+        std::size_t here = above + countsPerRow;
+        for (int cellX = area.left; cellX < area.right; ++cellX) {
             if (IsSet(maskRow, static_cast<std::size_t>(cellX))) {
-                Rgi const colour = read(cellX, cellY);
-                for (std::size_t k = 0; k < gaussians.size(); ++k) {
-                    if (FitsColour(gaussians[k], colour)) ++fitsInRow[k];
-                }
+                fitsInRow = Sum(fitsInRow, CountsOfSet[fits.AtColour(read(cellX, cellY))]);
                 ++setInRow;
             }
-            std::size_t const index = (row + 1) * countsPerRow + column + 1;
-            for (std::size_t k = 0; k < gaussians.size(); ++k) {
-                store(images.fitCounts[k], index, fitsInRow[k]);
-            }
-            store(images.maskCounts, index, setInRow);
+            images.fitCounts[++here] = Sum(images.fitCounts[++above], fitsInRow);
+            images.maskCounts[here] =
+                static_cast<std::uint16_t>(images.maskCounts[above] + setInRow);
         }
     }
     return images;

@@ -33,14 +33,27 @@ struct Rgi {
     friend constexpr bool operator==(Rgi const&, Rgi const&) = default;
 };
 
-// r, g, i and vp, the height in the blob: 0 at its top edge, 256 at its bottom edge.
-using Sample = std::array<int, Smog::ChannelCount>;
+constexpr std::size_t MaxLight = 3 * 255;  // red + green + blue
+
+// 2^26 / divisor, rounded up. The product with a dividend below 2^16 then exceeds the quotient's
+// 2^26-fold by less than dividend * divisor < 2^26: shifted down, it is the truncated quotient.
+constexpr std::array<std::uint32_t, MaxLight + 1> Reciprocals = [] {
+    std::array<std::uint32_t, MaxLight + 1> reciprocals{};
+    for (std::uint32_t divisor = 1; divisor <= MaxLight; ++divisor) {
+        reciprocals[divisor] = ((1U << 26) + divisor - 1) / divisor;
+    }
+    return reciprocals;
+}();
+
+// The truncated share of a channel in all light, 256 for the whole; 0 of no light.
+inline std::uint32_t ShareOf(std::uint32_t channel, std::uint32_t light) {
+    return static_cast<std::uint32_t>((std::uint64_t{channel << 8} * Reciprocals[light]) >> 26);
+}
 
 inline Rgi ComputeRgi(std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
-    std::uint32_t const sum = red + green + blue;
-    if (sum == 0) return {0, 0, 0};
+    std::uint32_t const light = red + green + blue;
     constexpr std::uint32_t ThirdBy22Bits = 1398101;  // a little less than 2^22 / 3
-    return {(red << 8) / sum, (green << 8) / sum, (sum * ThirdBy22Bits) >> 22};
+    return {ShareOf(red, light), ShareOf(green, light), (light * ThirdBy22Bits) >> 22};
 }
 
 // BT.709 Y'UV to RGB in fixed point with 21 fractional bits; luma is neither offset nor scaled.
@@ -158,6 +171,7 @@ struct SampleGrid {
 
     std::int64_t CellX(std::int64_t column) const { return left + (column * columnStep >> 16); }
     std::int64_t CellY(std::int64_t row) const { return top + (row * rowStep >> 16); }
+    // 0 at the blob's top edge, 256 at its bottom edge.
     int Vp(std::int64_t row) const {
         return static_cast<int>((firstHeight + static_cast<std::uint32_t>(row) * heightStep) >> 8);
     }
@@ -167,39 +181,47 @@ struct SampleGrid {
 // an int.
 SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask);
 
-// The test of one channel: |value - mean| lies below the root of the variance.
-inline bool FitsChannel(Smog::Gaussian const& gaussian, Channel channel, int value) {
-    int const difference = value - gaussian.means[channel];
-    return static_cast<std::uint32_t>(difference * difference) < gaussian.variances[channel];
-}
+// Bit k stands for component k.
+using ComponentSet = std::uint8_t;
+static_assert(Smog::ComponentCount == 8);
 
-inline bool FitsColour(Smog::Gaussian const& gaussian, Rgi const& colour) {
-    return FitsChannel(gaussian, Red, static_cast<int>(colour.r)) &&
-           FitsChannel(gaussian, Green, static_cast<int>(colour.g)) &&
-           FitsChannel(gaussian, Intensity, static_cast<int>(colour.i));
-}
+// Which components accept a value: asked for each sample, so looked up where that pays.
+class FitTable {
+public:
+    explicit FitTable(Gaussians const& gaussians);
 
-inline bool Fits(Smog::Gaussian const& gaussian, Sample const& sample) {
-    return FitsChannel(gaussian, Red, sample[Red]) && FitsChannel(gaussian, Green, sample[Green]) &&
-           FitsChannel(gaussian, Intensity, sample[Intensity]) &&
-           FitsChannel(gaussian, Height, sample[Height]);
-}
+    ComponentSet AtColour(Rgi const& colour) const {
+        return sets[Red][colour.r] & sets[Green][colour.g] & sets[Intensity][colour.i];
+    }
 
-// Counts over an area of width x height cells: (width + 1) x (height + 1) counts an image, row
-// after row. The count in column c of row j is over the area's first c columns and j rows, modulo
-// 2^16; the first row and column are 0.
+    ComponentSet AtHeight(int vp) const;
+
+private:
+    static constexpr int MaxColourValue = 256;
+    using Sets = std::array<ComponentSet, MaxColourValue + 1>;
+
+    Gaussians const& gaussians;
+    std::array<Sets, 3> sets;  // by channel and value
+};
+
+// Counts over an area of width x height cells: (width + 1) x (height + 1) of each kind, row after
+// row. The count in column c of row j is over the area's first c columns and j rows, modulo 2^16;
+// the first row and column are 0.
 struct IntegralImages {
-    std::array<std::vector<std::uint16_t>, Smog::ComponentCount> fitCounts;  // set, colours fit
-    std::vector<std::uint16_t> maskCounts;                                   // set
+    using ComponentCounts = std::array<std::uint16_t, Smog::ComponentCount>;
+
+    std::vector<ComponentCounts> fitCounts;  // set cells whose colour fits the component
+    std::vector<std::uint16_t> maskCounts;   // set cells
 };
 
 namespace detail {
 
-// Calls action(Sample const&) for every set cell of the grid, row by row from the top left, and
-// returns how many there were.
-template <media::ColourFormat Format, typename Action>
+// Walks the set cells of the grid, row by row from the top left: startRow(vp) is called for each
+// row and returns what is called with the colour of each of its set cells. Returns how many there
+// were.
+template <media::ColourFormat Format, typename StartRow>
 int SampleSmog(geometry::Rectangle<int> const& blob, BitMask const& mask, Frame const& frame,
-               Action action) {
+               StartRow const& startRow) {
     BlockReader<Format> const read(frame);
     SampleGrid const grid = LayGrid(blob, mask);
     int sampleCount = 0;
@@ -207,14 +229,12 @@ int SampleSmog(geometry::Rectangle<int> const& blob, BitMask const& mask, Frame 
         std::int64_t const cellY = grid.CellY(row);
         std::uint32_t const* const maskRow =
             mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask);
-        int const vp = grid.Vp(row);
+        auto const act = startRow(grid.Vp(row));
         for (std::int64_t column = 0; column < grid.columnCount; ++column) {
             std::int64_t const cellX = grid.CellX(column);
             if (!IsSet(maskRow, static_cast<std::size_t>(cellX))) continue;
-            Rgi const colour = read(cellX, cellY);
             ++sampleCount;
-            action(Sample{static_cast<int>(colour.r), static_cast<int>(colour.g),
-                          static_cast<int>(colour.i), vp});
+            act(read(cellX, cellY));
         }
     }
     return sampleCount;

@@ -94,18 +94,33 @@ Placements PlaceAlong(int areaCells, float expectedCells) {
     return {MaxCount, To16(room) / (MaxCount - 1)};
 }
 
-// The count in the whole cells of a rectangle, moved by an offset into the counted area.
-std::uint16_t ScoreSection(std::size_t areaWidth, std::vector<std::uint16_t> const& image,
-                           geometry::Point<std::int64_t, 2> const& offset16,
-                           geometry::Rectangle<unsigned int> const& section16) {
-    auto const left = static_cast<std::size_t>((offset16[0] + section16.left) >> 16);
-    auto const right = static_cast<std::size_t>((offset16[0] + section16.right) >> 16);
-    auto const top = static_cast<std::size_t>((offset16[1] + section16.top) >> 16);
-    auto const bottom = static_cast<std::size_t>((offset16[1] + section16.bottom) >> 16);
-    std::size_t const countsPerRow = areaWidth + 1;
-    return static_cast<std::uint16_t>(
-        image[bottom * countsPerRow + right] + image[top * countsPerRow + left] -
-        image[top * countsPerRow + right] - image[bottom * countsPerRow + left]);
+// Where a rectangle, moved by an offset into the counted area, has its corners among the counts:
+// the whole cells between them are what ScoreSection counts.
+struct Corners {
+    Corners(std::size_t areaWidth, geometry::Point<std::int64_t, 2> const& offset16,
+            geometry::Rectangle<unsigned int> const& section16) {
+        auto const left = static_cast<std::size_t>((offset16[0] + section16.left) >> 16);
+        auto const right = static_cast<std::size_t>((offset16[0] + section16.right) >> 16);
+        auto const top = static_cast<std::size_t>((offset16[1] + section16.top) >> 16);
+        auto const bottom = static_cast<std::size_t>((offset16[1] + section16.bottom) >> 16);
+        std::size_t const countsPerRow = areaWidth + 1;
+        topLeft = top * countsPerRow + left;
+        topRight = top * countsPerRow + right;
+        bottomLeft = bottom * countsPerRow + left;
+        bottomRight = bottom * countsPerRow + right;
+    }
+
+    std::size_t topLeft;
+    std::size_t topRight;
+    std::size_t bottomLeft;
+    std::size_t bottomRight;
+};
+
+// The count between the corners, where countAt(index) is the count up to each. Modulo 2^16.
+template <typename CountAt>
+std::uint16_t ScoreSection(Corners const& corners, CountAt const& countAt) {
+    return static_cast<std::uint16_t>(countAt(corners.bottomRight) + countAt(corners.topLeft) -
+                                      countAt(corners.topRight) - countAt(corners.bottomLeft));
 }
 
 }  // namespace
@@ -117,9 +132,11 @@ float Smog::ScoreBlob(geometry::Rectangle<int> const& blob, BitMask const& mask,
     int const sampleCount =
         VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
             RequireWords(mask);
-            return detail::SampleSmog<Format>(blob, mask, frame, [&](Sample const& sample) {
-                fitting += std::any_of(gaussians.begin(), gaussians.end(),
-                                       [&](auto const& g) { return Fits(g, sample); });
+            FitTable const fits(gaussians);
+            return detail::SampleSmog<Format>(blob, mask, frame, [&](int vp) {
+                return [&, inBand = fits.AtHeight(vp)](Rgi const& colour) {
+                    fitting += (fits.AtColour(colour) & inBand) != 0;
+                };
             });
         });
     if (sampleCount == 0) return 0.0F;
@@ -183,9 +200,9 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
                                                   static_cast<unsigned int>(search.height16)};
     std::uint32_t const penaltyPerCell = FullMatch / (mask.width + mask.height);
 
-    auto const countIn = [&](std::vector<std::uint16_t> const& image, auto const& offset16,
-                             geometry::Rectangle<unsigned int> const& section16) {
-        return ScoreSection(static_cast<std::size_t>(areaWidth), image, offset16, section16);
+    auto const cornersOf = [&](geometry::Rectangle<unsigned int> const& section16,
+                               geometry::Point<std::int64_t, 2> const& offset16) {
+        return Corners(static_cast<std::size_t>(areaWidth), offset16, section16);
     };
     std::uint64_t bestValue = 0;
     geometry::Point<std::int64_t, 2> bestOffset16{0, 0};
@@ -193,10 +210,13 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
     for (std::int64_t j = 0; j < down.count; ++j) {
         for (std::int64_t i = 0; i < across.count; ++i) {
             geometry::Point<std::int64_t, 2> const offset16{i * across.step16, j * down.step16};
-            std::uint64_t const setCells = countIn(images.maskCounts, offset16, whole);
+            std::uint64_t const setCells = ScoreSection(
+                cornersOf(whole, offset16), [&](std::size_t at) { return images.maskCounts[at]; });
             std::uint64_t fittingCells = 0;  // those of two bands twice
             for (std::size_t k = 0; k < gaussians.size(); ++k) {
-                fittingCells += countIn(images.fitCounts[k], offset16, sections[k]);
+                fittingCells += ScoreSection(cornersOf(sections[k], offset16), [&](std::size_t at) {
+                    return images.fitCounts[at][k];
+                });
             }
             std::uint64_t const colour = setCells == 0 ? 0 : fittingCells * FullMatch / setCells;
             // City-block, in whole cells.

@@ -27,6 +27,8 @@ using test::ColourPicture;
 using test::Mask;
 using test::SmogCases;
 
+using Sample = std::array<int, 4>;  // r, g, i, vp
+
 ColourPicture OneBlock(ColourFormat format, std::array<unsigned char, 12> const& bytes) {
     ColourPicture picture(format, 2, 2);
     picture.plane0.assign(bytes.begin(), bytes.end());
@@ -72,11 +74,14 @@ TEST(SmogSampling, TruncatesTheMeanOfABlock) {
     EXPECT_EQ(ReadCell(picture), (Rgi{64, 192, 1}));
 }
 
-TEST(SmogSampling, IntensityIsTheThirdOfTheSumLessOne) {
-    for (std::uint32_t sum = 1; sum <= 765; ++sum) {
-        std::uint32_t const red = std::min(sum, 255U);
-        std::uint32_t const green = std::min(sum - red, 255U);
-        ASSERT_EQ(ComputeRgi(red, green, sum - red - green).i, (sum - 1) / 3) << "sum " << sum;
+TEST(SmogSampling, DividesEveryLightExactly) {
+    for (std::uint32_t light = 1; light <= 765; ++light) {
+        for (std::uint32_t channel = 0; channel <= std::min(light, 255U); ++channel) {
+            ASSERT_EQ(ShareOf(channel, light), channel * 256 / light) << channel << " / " << light;
+        }
+        std::uint32_t const red = std::min(light, 255U);
+        std::uint32_t const green = std::min(light - red, 255U);
+        ASSERT_EQ(ComputeRgi(red, green, light - red - green).i, (light - 1) / 3) << light;
     }
 }
 
@@ -107,8 +112,11 @@ struct Walk {
 Walk WalkBlob(Rectangle<int> const& blob, BitMask const& mask, ColourPicture const& picture) {
     Walk walk{};
     walk.count = VisitColourFormat(picture.format, [&]<ColourFormat Format>() {
-        return detail::SampleSmog<Format>(blob, mask, picture.View(), [&](Sample const& sample) {
-            walk.samples.push_back(sample);
+        return detail::SampleSmog<Format>(blob, mask, picture.View(), [&](int vp) {
+            return [&walk, vp](Rgi const& colour) {
+                walk.samples.push_back({static_cast<int>(colour.r), static_cast<int>(colour.g),
+                                        static_cast<int>(colour.i), vp});
+            };
         });
     });
     return walk;
@@ -187,20 +195,36 @@ TEST(SmogSampling, WalksAsPlainCodeDoes) {
 }
 
 TEST(SmogSampling, AVarianceOfOneAcceptsTheMeanAloneAndNoneNothing) {
-    Smog::Gaussian gaussian{{85, 85, 100, 50}, {1, 1, 1, 1}};
-    EXPECT_TRUE(Fits(gaussian, {85, 85, 100, 50}));
-    for (std::size_t channel = 0; channel < 4; ++channel) {
-        for (int step : {-1, 1}) {
-            Sample sample{85, 85, 100, 50};
-            sample[channel] += step;
-            EXPECT_FALSE(Fits(gaussian, sample));
-        }
+    Gaussians gaussians{};
+    gaussians[2] = {{256, 0, 100, 50}, {1, 1, 1, 1}};
+    gaussians[5] = {{256, 0, 100, 50}, {0, 1, 1, 0}};
+    gaussians[7] = {{250, 3, 90, 57}, {50, 10, 101, 50}};
+    FitTable const fits(gaussians);
+    struct Case {
+        Rgi colour;
+        ComponentSet expected;
+    };
+    for (auto const& [colour, expected] : std::initializer_list<Case>{{{256, 0, 100}, 0x84},
+                                                                      {{255, 0, 100}, 0x80},
+                                                                      {{256, 1, 100}, 0x80},
+                                                                      {{256, 0, 99}, 0x80},
+                                                                      {{256, 0, 101}, 0},
+                                                                      {{243, 0, 100}, 0x80},
+                                                                      {{242, 0, 100}, 0}}) {
+        EXPECT_EQ(fits.AtColour(colour), expected) << testing::PrintToString(colour);
     }
-    gaussian.variances[Height] = 0;
-    EXPECT_FALSE(Fits(gaussian, {85, 85, 100, 50}));
-    EXPECT_TRUE(FitsColour(gaussian, {85, 85, 100}));
-    gaussian.variances[Green] = 0;
-    EXPECT_FALSE(FitsColour(gaussian, {85, 85, 100}));
+    EXPECT_EQ(fits.AtHeight(49), 0);
+    EXPECT_EQ(fits.AtHeight(50), 0x84);
+    EXPECT_EQ(fits.AtHeight(64), 0x80);
+    EXPECT_EQ(fits.AtHeight(65), 0);
+}
+
+bool FitsColour(Smog::Gaussian const& gaussian, Rgi const& colour) {
+    auto const fits = [&](std::size_t channel, std::uint32_t value) {
+        int const distance = static_cast<int>(value) - gaussian.means[channel];
+        return static_cast<unsigned>(distance * distance) < gaussian.variances[channel];
+    };
+    return fits(0, colour.r) && fits(1, colour.g) && fits(2, colour.i);
 }
 
 // Any model at all, from one that accepts nothing to one that accepts everything.
@@ -251,7 +275,7 @@ TEST(SmogSampling, IntegralImagesEqualDirectCounting) {
             }
             auto const index = static_cast<std::size_t>(rows * (width + 1) + columns);
             for (std::size_t k = 0; k < 8; ++k) {
-                ASSERT_EQ(images.fitCounts[k][index], counts[k]) << "component " << k;
+                ASSERT_EQ(images.fitCounts[index][k], counts[k]) << "component " << k;
             }
             ASSERT_EQ(images.maskCounts[index], counts[8]);
         }
