@@ -21,6 +21,7 @@ struct Command {
 
 Run AddEvalCommand(CLI::App& app);
 Run AddManualCommand(CLI::App& app);
+Run AddRunCommand(CLI::App& app);
 Run AddSegmentCommand(CLI::App& app);
 
 }  // namespace kes::track

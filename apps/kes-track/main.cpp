@@ -23,6 +23,7 @@ using kes::track::Failure;
 constexpr std::array Commands{
     Command{"segment", "Find what moves and what has come to stand still",
             kes::track::AddSegmentCommand},
+    Command{"run", "Follow people and things through a video", kes::track::AddRunCommand},
     Command{"eval", "Score a tracker's result against ground truth", kes::track::AddEvalCommand},
     Command{"manual", "Write the manual page", kes::track::AddManualCommand},
 };

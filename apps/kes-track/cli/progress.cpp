@@ -23,8 +23,6 @@ std::string_view Setting(char const* name) {
     return value != nullptr ? value : "";
 }
 
-bool IsTerminal() { return isatty(STDERR_FILENO) == 1 && Setting("TERM") != "dumb"; }
-
 bool IsUtf8() {
     for (char const* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         std::string_view const value = Setting(name);
@@ -52,12 +50,14 @@ Progress::Progress(std::string barLabel, std::optional<std::chrono::nanoseconds>
                    bool isWanted)
     : label(std::move(barLabel)),
       length(clipLength),
-      isDrawn(isWanted && IsTerminal()),
+      isDrawn(isWanted && IsWatched()),
       isColoured(Setting("NO_COLOR").empty()),
       isUtf8(IsUtf8()) {
     constexpr std::size_t LongestLabel = 24;
     if (label.size() > LongestLabel) label.resize(LongestLabel);
 }
+
+bool Progress::IsWatched() { return isatty(STDERR_FILENO) == 1 && Setting("TERM") != "dumb"; }
 
 Progress::~Progress() {
     if (isDrawn) std::cerr << WipeLine << std::flush;

@@ -21,9 +21,13 @@ public:
     // done: how much of `length` has been read. Draws ten times a second at most.
     void Update(std::chrono::nanoseconds done, std::uint64_t frames);
 
-private:
+    // The line that Update draws.
     std::string Line(std::chrono::nanoseconds done, std::uint64_t frames) const;
 
+    // Whether a person watches standard error.
+    static bool IsWatched();
+
+private:
     std::string label;
     std::optional<std::chrono::nanoseconds> length;
     bool isDrawn;

@@ -51,7 +51,8 @@ private:
     void Return(Track& track, Pose const& pose);
     void Dismiss();
     void Resize(Track& track) const;
-    Result Report(Frame const& frame) const;
+    Box PixelBox(Track const& track) const;
+    Result Report();
 
     double FramesIn(double seconds) const { return seconds * options.framesPerSecond; }
     bool IsInFrame(Box const& box, float margin) const;
@@ -62,6 +63,8 @@ private:
     Silhouette usualSilhouette;
     Coverage coverage;
     std::vector<Track> tracks;
+    std::vector<Event> events;  // of this frame
+    geometry::Dimension<unsigned int, 2> frameSize{};
     int nextId = 1;
 };
 
@@ -72,13 +75,14 @@ Result Tracker::Impl::Process(Frame const& frame) {
         usualSilhouette = {};
     }
     if (foreground.Cells().empty()) return {};
+    frameSize = frame.GetSize();
     Predict();
     Follow(frame);
     Untangle(tracks, foreground, frame, options);
     Learn(frame);
     Welcome(frame);
     Dismiss();
-    return Report(frame);
+    return Report();
 }
 
 void Tracker::Impl::ForgetObjects() {
@@ -276,17 +280,25 @@ void Tracker::Impl::Dismiss() {
     });
 }
 
-Result Tracker::Impl::Report(Frame const& frame) const {
-    auto const width = static_cast<float>(frame.GetWidth());
-    auto const height = static_cast<float>(frame.GetHeight());
+Box Tracker::Impl::PixelBox(Track const& track) const {
+    auto const width = static_cast<float>(frameSize[0]);
+    auto const height = static_cast<float>(frameSize[1]);
+    Box const box = Scaled(BoxOf(track.pose), 2);
+    return {std::clamp(box.left, 0.0F, width), std::clamp(box.top, 0.0F, height),
+            std::clamp(box.right, 0.0F, width), std::clamp(box.bottom, 0.0F, height)};
+}
+
+Result Tracker::Impl::Report() {
     Result result;
     for (Track const& track : tracks) {
-        Box box = Scaled(BoxOf(track.pose), 2);
-        box = {std::clamp(box.left, 0.0F, width), std::clamp(box.top, 0.0F, height),
-               std::clamp(box.right, 0.0F, width), std::clamp(box.bottom, 0.0F, height)};
+        Box const box = PixelBox(track);
         if (Area(box) <= 0) continue;
-        result.objects.push_back({track.id, box, track.sight, track.confirmed, track.isStanding});
+        float const confidence =
+            track.framesOut == 0 ? std::clamp(track.evidence, 0.01F, 1.0F) : 0.01F;
+        result.objects.push_back({track.id, box, Kind::Mover, track.sight, track.confirmed,
+                                  track.isStanding, confidence});
     }
+    result.events = std::exchange(events, {});
     return result;
 }
 

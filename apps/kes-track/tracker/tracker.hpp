@@ -13,16 +13,37 @@
 
 namespace kes::tracker {
 
+enum class Kind {
+    Mover,  // moves, or has moved
+    Thing,  // came to stand without having been followed: a case set down, a parked car
+};
+
 struct Object {
     int id;   // from 1, in the order in which objects were first seen; never used twice
     Box box;  // frame pixels, corner to corner, clipped to the frame
+    Kind kind;
     Sight sight;
     bool isConfirmed;  // seen for long enough to count
     bool isStanding;   // at rest for the stationary time
+    float confidence;  // 0 to 1: how much of it was seen
+};
+
+enum class EventType {
+    Arrived,  // a mover counts from here on
+    Stopped,  // something has been at rest for the stationary time
+    MovedOn,  // what had stopped moves again, or a thing is gone
+    Left,     // a mover has left the frame or was not seen again
+};
+
+struct Event {
+    EventType type;
+    int id;
+    Box box;  // frame pixels; where the object was last
 };
 
 struct Result {
     std::vector<Object> objects;
+    std::vector<Event> events;
 };
 
 class Tracker {

@@ -1,0 +1,31 @@
+// What `kes-track run` is asked for.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tracker/options.hpp"
+#include "video/reader.hpp"
+
+namespace kes::track::run {
+
+// Files to write; none where not wanted.
+struct OutputPaths {
+    std::optional<std::string> mot;
+    std::optional<std::string> jsonLines;
+    std::optional<std::string> video;
+    std::optional<std::string> picture;
+};
+
+struct StreamOptions {
+    std::string input;
+    video::ReadOptions read;
+    OutputPaths outputs;
+    tracker::Options tracker;            // its rate is that of the input
+    std::chrono::nanoseconds warmUp{};   // of a recorded clip, to learn from before the start
+    std::chrono::nanoseconds latency{};  // by which results may come later than their frames
+};
+
+}  // namespace kes::track::run

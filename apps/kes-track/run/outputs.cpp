@@ -1,0 +1,192 @@
+#include "run/outputs.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <sstream>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "base/format.hpp"
+#include "draw/overlay.hpp"
+#include "mot/mot_text.hpp"
+
+namespace kes::track::run {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr double TrailSeconds = 3;
+
+std::vector<draw::LegendEntry> Legend() {
+    return {{draw::MovingColour, "moving"}, {draw::StationaryColour, "standing still"}};
+}
+
+std::string Subtitle(video::ClipInfo const& clip) {
+    std::string text = std::to_string(clip.size[0]) + " × " + std::to_string(clip.size[1]) +
+                       "   ·   " + FormatNumber(clip.frameRate, 2) + " frames a second";
+    if (clip.length) text += "   ·   " + FormatTime(*clip.length);
+    return text;
+}
+
+double Seconds(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double>(time).count();
+}
+
+// left, top, width, height, to a hundredth of a pixel.
+Json BoxJson(tracker::Box const& box) {
+    auto const round = [](float value) {
+        return std::round(100.0 * static_cast<double>(value)) / 100;
+    };
+    return {round(box.left), round(box.top), round(box.right - box.left),
+            round(box.bottom - box.top)};
+}
+
+// The share of the picture that boxes of a kind take up.
+double Share(tracker::Result const& result, video::Size size, bool isStanding) {
+    float area = 0;
+    for (tracker::Object const& object : result.objects) {
+        if (object.isStanding == isStanding) area += tracker::Area(object.box);
+    }
+    return std::min(1.0, static_cast<double>(area) / (static_cast<double>(size[0]) * size[1]));
+}
+
+std::string Caption(tracker::Result const& result) {
+    auto const count = result.objects.size();
+    if (count == 0) return "nobody";
+    return std::to_string(count) + (count == 1 ? " object" : " objects");
+}
+
+std::string_view NameOf(tracker::EventType type) {
+    switch (type) {
+        case tracker::EventType::Arrived: return "arrived";
+        case tracker::EventType::Stopped: return "stopped";
+        case tracker::EventType::MovedOn: return "moved on";
+        case tracker::EventType::Left: return "left";
+    }
+    return "";
+}
+
+std::string_view NameOf(tracker::Sight sight) {
+    return sight == tracker::Sight::Seen ? "seen" : "hidden";
+}
+
+}  // namespace
+
+Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip)
+    : painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))) {
+    OutputPaths const& wanted = options.outputs;
+    for (auto const& path : {wanted.mot, wanted.jsonLines, wanted.video, wanted.picture}) {
+        if (path) RefuseToOverwrite(options.input, *path);
+    }
+    if (wanted.mot) mot.emplace(*wanted.mot);
+    if (wanted.jsonLines) jsonLines.emplace(*wanted.jsonLines);
+    if (wanted.picture) {
+        pictureFile.emplace(*wanted.picture);
+        sheet.emplace(ShortName(options.input), Subtitle(clip), Legend());
+        paths.emplace();
+    }
+    if (wanted.video) video.emplace(*wanted.video, clip.size, clip.frameRate);
+}
+
+void Outputs::Write(video::Picture const& picture, tracker::Result const& result) {
+    if (mot) WriteMot(picture, result);
+    if (jsonLines) WriteLines(picture, result);
+    if (sheet || video) Draw(picture, result);
+}
+
+void Outputs::WriteMot(video::Picture const& picture, tracker::Result const& result) {
+    std::ostringstream text;
+    for (tracker::Object const& object : result.objects) {
+        if (object.kind == tracker::Kind::Thing) continue;
+        mot::Write(
+            text,
+            {static_cast<long>(picture.index) + 1, object.id, object.box, object.confidence, {}});
+    }
+    mot->Write(text.str());
+}
+
+void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& result) {
+    auto const frame = picture.index + 1;
+    double const time = Seconds(picture.time);
+    for (tracker::Event const& event : result.events) {
+        Json const line{{"event", NameOf(event.type)},
+                        {"frame", frame},
+                        {"time", time},
+                        {"id", event.id},
+                        {"box", BoxJson(event.box)}};
+        jsonLines->Write(line.dump() + "\n");
+    }
+    Json objects = Json::array();
+    for (tracker::Object const& object : result.objects) {
+        objects.push_back({{"id", object.id},
+                           {"kind", object.kind == tracker::Kind::Thing ? "thing" : "mover"},
+                           {"box", BoxJson(object.box)},
+                           {"sight", NameOf(object.sight)},
+                           {"standing", object.isStanding}});
+    }
+    Json const line{{"frame", frame}, {"time", time}, {"objects", objects}};
+    jsonLines->Write(line.dump() + "\n");
+}
+
+void Outputs::Draw(video::Picture const& picture, tracker::Result const& result) {
+    painter.Note(result);
+    video::Size const size = picture.frame.GetSize();
+    bool const isOnSheet =
+        sheet && sheet->Note(picture.time, {Share(result, size, false), Share(result, size, true)});
+    bool const isInBackground = paths && paths->Note(result);
+    if (!video && !isOnSheet && !isInBackground) return;
+    cv::Mat drawn = draw::ToBgr(picture.frame);
+    if (isInBackground) paths->Add(drawn);
+    painter.Draw(drawn);
+    if (isOnSheet) sheet->Add(drawn, Caption(result));
+    if (video) {
+        draw::DrawLabel(drawn, font, FormatTime(picture.time), {});
+        video->Write(drawn, picture.time);
+    }
+}
+
+// The sheet of moments, and below it all paths over the background.
+cv::Mat Outputs::Page() const {
+    cv::Mat const moments = sheet->Draw();
+    cv::Mat walked = paths->Draw();
+    if (walked.empty()) return moments;
+    int const height = cvRound(static_cast<double>(walked.rows) * moments.cols / walked.cols);
+    cv::resize(walked, walked, {moments.cols, std::max(1, height)}, 0, 0, cv::INTER_AREA);
+    cv::Mat page;
+    cv::vconcat(moments, walked, page);
+    return page;
+}
+
+void Outputs::Close() {
+    std::exception_ptr failure;
+    auto const attempt = [&failure](auto const& close) {
+        try {
+            close();
+        } catch (...) {
+            if (!failure) failure = std::current_exception();
+        }
+    };
+    attempt([this] {
+        if (video) video->Close();
+    });
+    attempt([this] {
+        if (mot) mot->Close();
+    });
+    attempt([this] {
+        if (jsonLines) jsonLines->Close();
+    });
+    attempt([this] {
+        if (!sheet) return;
+        std::vector<unsigned char> bytes;
+        cv::imencode(".png", Page(), bytes);
+        pictureFile->Write({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
+        pictureFile->Close();
+    });
+    if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace kes::track::run

@@ -1,0 +1,120 @@
+#include "run/stream.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <filesystem>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "run/outputs.hpp"
+#include "tracker/settled.hpp"
+#include "tracker/tracker.hpp"
+
+namespace kes::track::run {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Adds the time that `work` takes.
+template <typename Work>
+auto Timed(std::chrono::nanoseconds& total, Work const& work) {
+    auto const start = Clock::now();
+    if constexpr (std::is_void_v<decltype(work())>) {
+        work();
+        total += Clock::now() - start;
+    } else {
+        auto result = work();
+        total += Clock::now() - start;
+        return result;
+    }
+}
+
+// A recorded clip can be read a second time.
+bool IsRecorded(std::string const& input) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(input, error);
+}
+
+void WarmUp(StreamOptions const& options, tracker::Tracker& tracker, StreamReport& report,
+            std::function<void(Advance const&)> const& advance) {
+    video::ReadOptions read = options.read;
+    read.duration = read.duration ? std::min(*read.duration, options.warmUp) : options.warmUp;
+    video::Reader reader(options.input, read);
+    while (auto const picture = reader.Next()) {
+        tracker.Process(picture->frame);
+        ++report.warmUpFrames;
+        advance({reader.Info().length, picture->time - read.start, report.warmUpFrames, true});
+    }
+    tracker.ForgetObjects();
+}
+
+// Counts what comes out, each object once.
+class Census {
+public:
+    explicit Census(StreamReport& report) : report(report) {}
+
+    void Count(tracker::Result const& result) {
+        report.events += result.events.size();
+        for (tracker::Object const& object : result.objects) {
+            if (object.id <= highest) continue;
+            if (!known.insert(object.id).second) continue;
+            ++(object.kind == tracker::Kind::Thing ? report.things : report.objects);
+        }
+        // Numbers rise, so that old ones need not be remembered for ever.
+        while (known.size() > Most) {
+            highest = *known.begin();
+            known.erase(known.begin());
+        }
+    }
+
+private:
+    static constexpr std::size_t Most = 10'000;
+
+    StreamReport& report;
+    std::set<int> known;
+    int highest = 0;
+};
+
+}  // namespace
+
+StreamReport RunStream(StreamOptions const& options,
+                       std::function<void(Advance const&)> const& advance) {
+    StreamReport report;
+    report.input = options.input;
+    video::Reader reader(options.input, options.read);
+    report.clip = reader.Info();
+    tracker::Options settings = options.tracker;
+    settings.framesPerSecond = report.clip.frameRate;
+    tracker::Tracker tracker(settings);
+    Outputs outputs(options, report.clip);
+
+    if (options.warmUp.count() > 0 && IsRecorded(options.input)) {
+        Timed(report.inWarmUp, [&] { WarmUp(options, tracker, report, advance); });
+    }
+
+    auto const delay = static_cast<std::size_t>(std::llround(
+        std::chrono::duration<double>(options.latency).count() * report.clip.frameRate));
+    tracker::Settled settled(delay);
+    std::deque<video::Picture> waiting;  // for their results
+    Census census(report);
+    auto const write = [&](tracker::Result const& result) {
+        Timed(report.writing, [&] { outputs.Write(waiting.front(), result); });
+        waiting.pop_front();
+        census.Count(result);
+    };
+    while (auto picture = Timed(report.reading, [&] { return reader.Next(); })) {
+        ++report.frames;
+        auto result = Timed(report.tracking, [&] { return tracker.Process(picture->frame); });
+        advance({report.clip.length, picture->time - options.read.start, report.frames, false});
+        waiting.push_back(std::move(*picture));
+        if (auto const ready = settled.Push(std::move(result))) write(*ready);
+    }
+    while (auto const ready = settled.Pop()) write(*ready);
+    Timed(report.writing, [&] { outputs.Close(); });
+    report.fault = reader.Fault();
+    return report;
+}
+
+}  // namespace kes::track::run
