@@ -12,5 +12,6 @@ namespace kes::bench {
 using IsWanted = std::function<bool(std::string const& job)>;
 
 std::vector<Result> CompareSegmenters(IsWanted const& isWanted);
+std::vector<Result> CompareSmogs(IsWanted const& isWanted);
 
 }  // namespace kes::bench
