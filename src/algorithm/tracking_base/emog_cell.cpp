@@ -102,8 +102,7 @@ void Learn(CellModel& cell, Placement const& placement, Match const& match,
     mode.count = placement.count;
     for (std::size_t i = 0; i < FeatureCount; ++i) {
         FeatureModel const& old = match.mode.features[i];
-        mode.features[i].mean =
-            LearnMean(old, features[i], placement.relearn, values.learningRate);
+        mode.features[i].mean = LearnMean(old, features[i], placement.relearn, values.learningRate);
         mode.features[i].stdDev =
             match.slot == Match::None
                 ? NewModeStdDev

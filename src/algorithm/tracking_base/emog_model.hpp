@@ -34,9 +34,10 @@ static_assert(sizeof(CellModel) == 42);
 constexpr std::array<std::int16_t, 4> GradientCoeffs{3, 1, -1, -3};
 constexpr int PatchSize = 4;  // pixels a side
 
-constexpr int GradientOffset = 4096;  // above the largest weighted sum, 4080: gradients are positive
-constexpr int GradientScale = 8;      // 256 / 32, where 32 = sum of |weight| over 4 x 4 pixels
-constexpr int IntensityScale = 64;    // 256 / 4 pixels
+constexpr int GradientOffset =
+    4096;                           // above the largest weighted sum, 4080: gradients are positive
+constexpr int GradientScale = 8;    // 256 / 32, where 32 = sum of |weight| over 4 x 4 pixels
+constexpr int IntensityScale = 64;  // 256 / 4 pixels
 
 constexpr std::uint16_t NewModeStdDev = 1144;  // 4.47 luminance steps
 
@@ -47,10 +48,10 @@ constexpr std::uint32_t MaxSquaredDeviation = 134217728;  // 2^27
 
 // Computed once a frame from the parameters and the frame count.
 struct FrameValues {
-    std::uint32_t matchScale;         // 256 * the threshold in standard deviations, as raw bits
-    std::uint16_t stationaryFrames;   // the age from which foreground is stationary
-    std::uint16_t maxCount;           // ages stop growing here
-    std::int32_t learningRate;        // weight of the new observation, out of 256
+    std::uint32_t matchScale;        // 256 * the threshold in standard deviations, as raw bits
+    std::uint16_t stationaryFrames;  // the age from which foreground is stationary
+    std::uint16_t maxCount;          // ages stop growing here
+    std::int32_t learningRate;       // weight of the new observation, out of 256
 };
 
 }  // namespace kes::algorithm::tracking_base

@@ -1,41 +1,55 @@
+// Chooses how a row is done. Highway compiles this file once for every instruction set, by
+// including it again and again; what stands under HWY_ONCE is compiled once.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "algorithm/tracking_base/emog_row.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
 #include "algorithm/tracking_base/emog_row.hpp"
 
-#include <algorithm>
+// Where Highway only imitates vectors, plain code is faster; and a struct cannot hold vectors whose
+// size the compiler does not know (SVE, RVV).
+#undef KES_HAS_LANES
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_HAVE_SCALABLE
+#define KES_HAS_LANES 0
+#else
+#define KES_HAS_LANES 1
+#include "algorithm/tracking_base/emog_row-inl.hpp"
+#endif
 
-#include "algorithm/tracking_base/emog_cell.hpp"
-
-namespace kes::algorithm::tracking_base {
-namespace {
-
-constexpr std::size_t CellsPerWord = 32;
-constexpr std::uint32_t FirstCellBit = std::uint32_t{1} << 31;  // a word's leftmost cell
-
-}  // namespace
+HWY_BEFORE_NAMESPACE();
+namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
 
 void UpdateRow(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
                std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values) {
-    for (std::size_t first = 0; first < cellCount; first += CellsPerWord) {
-        std::size_t const word = first / CellsPerWord;
-        // Read before the outputs are written: they may be the same arrays.
-        std::uint32_t const freeze = masks.freeze[word];
-        std::uint32_t const reset = masks.reset[word];
-        std::uint32_t const exclude = masks.exclude[word];
-
-        std::uint32_t foreground = 0;
-        std::uint32_t stationary = 0;
-        std::size_t const end = std::min(first + CellsPerWord, cellCount);
-        for (std::size_t cellX = first; cellX < end; ++cellX) {
-            std::uint32_t const bit = FirstCellBit >> (cellX - first);
-            cell::Commands const commands{(reset & bit) != 0, (freeze & bit) != 0};
-            switch (cell::Update(cells[cellX], luminance + 2 * cellX, stride, commands, values)) {
-                case cell::Output::Background: break;
-                case cell::Output::YoungForeground: foreground |= bit; break;
-                case cell::Output::StationaryForeground: stationary |= bit; break;
-            }
-        }
-        masks.foreground[word] = foreground & ~exclude;
-        masks.stationary[word] = stationary & ~exclude;
+#if KES_HAS_LANES
+    // 256 is the weight of the very first frame, and 256 * 256 no number of 16 bits.
+    if (cellCount >= StripCells && values.learningRate < 256) {
+        auto const update =
+            values.learningRate == 2 ? UpdateRowInStrips<SteadyRate> : UpdateRowInStrips<AnyRate>;
+        return update(cells, cellCount, luminance, stride, masks, values);
     }
+#endif
+    UpdateRowPlain(cells, cellCount, luminance, stride, masks, values);
 }
 
+char const* RowInstructionSet() { return KES_HAS_LANES ? hwy::TargetName(HWY_TARGET) : "plain"; }
+
+}  // namespace kes::algorithm::tracking_base::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kes::algorithm::tracking_base {
+
+HWY_EXPORT(UpdateRow);
+HWY_EXPORT(RowInstructionSet);
+
+void UpdateRow(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
+               std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values) {
+    HWY_DYNAMIC_DISPATCH(UpdateRow)(cells, cellCount, luminance, stride, masks, values);
+}
+
+char const* RowInstructionSet() { return HWY_DYNAMIC_DISPATCH(RowInstructionSet)(); }
+
 }  // namespace kes::algorithm::tracking_base
+#endif  // HWY_ONCE

@@ -41,7 +41,7 @@ public:
     bool abandonedObjectEnabled = false;
     std::chrono::milliseconds stationaryTime{5000};
     float stdDevThreshold = 4.0F;
-    BlobState blobState;                                      // element (y, x) is cell (x, y)
+    BlobState blobState;                                       // element (y, x) is cell (x, y)
     geometry::Dimension<unsigned int, 2> blobStateSize{0, 0};  // the half size it was built for
     std::uint32_t frameCount = 0;                              // since it was built; saturates
     float thresholdFactor = 1.0F;

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "algorithm/tracking_base/emog_cell.hpp"
+#include "support/instruction_sets.hpp"
 #include "support/scene.hpp"
 #include "support/segmenter_matchers.hpp"
 
@@ -70,7 +71,12 @@ constexpr float NaN = std::numeric_limits<float>::quiet_NaN();
 // Times of a few frames, so that a few hundred frames see many lives.
 constexpr SecondSegmenter::Parameters Quick{1500, 500, 4.0F, 1.0F};
 
-TEST(EmogSegmenterImpl, EqualsASecondModelOverLongSequences) {
+class EmogSegmenterInEachInstructionSet : public test::EachInstructionSet {};
+
+INSTANTIATE_TEST_SUITE_P(In, EmogSegmenterInEachInstructionSet,
+                         testing::ValuesIn(test::InstructionSets()), test::NameOf);
+
+TEST_P(EmogSegmenterInEachInstructionSet, EqualsASecondModelOverLongSequences) {
     for (unsigned seed = 1; seed <= 6; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Pair pair;
@@ -109,7 +115,7 @@ SecondSegmenter::Record AnyRecord(Scene& scene, cell::Features const& seen) {
     return record;
 }
 
-TEST(EmogSegmenterImpl, EqualsASecondModelOnEveryWayThroughIt) {
+TEST_P(EmogSegmenterInEachInstructionSet, EqualsASecondModelOnEveryWayThroughIt) {
     Pair pair;
     Scene scene(2 * 75, 2 * 21, 3, 1);
     ASSERT_TRUE(pair.AgreeOn(scene.Next()));
@@ -148,7 +154,7 @@ TEST(EmogSegmenterImpl, EqualsASecondModelOnEveryWayThroughIt) {
     }
 }
 
-TEST(EmogSegmenterImpl, EqualsASecondModelForEveryParameter) {
+TEST_P(EmogSegmenterInEachInstructionSet, EqualsASecondModelForEveryParameter) {
     SecondSegmenter::Parameters const all[] = {
         {},
         {0, 0, 4.0F, 1.0F},
@@ -203,7 +209,7 @@ TEST(EmogSegmenterImpl, EqualsASecondModelForEveryParameter) {
     }
 }
 
-TEST(EmogSegmenterImpl, EqualsASecondModelAtEverySize) {
+TEST_P(EmogSegmenterInEachInstructionSet, EqualsASecondModelAtEverySize) {
     Pair pair;
     pair.Set(Quick);
     for (unsigned width = 0; width <= 140; ++width) {

@@ -1,0 +1,575 @@
+// A strip of cells at once, one cell a lane: the verbs of emog_cell.hpp under their names and in
+// their order, bit for bit the same results. Compiled once for every instruction set; include it
+// as emog_row.cpp does.
+#if defined(KES_EMOG_ROW_INL_HPP) == defined(HWY_TARGET_TOGGLE)
+#ifdef KES_EMOG_ROW_INL_HPP
+#undef KES_EMOG_ROW_INL_HPP
+#else
+#define KES_EMOG_ROW_INL_HPP
+#endif
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <hwy/cache_control.h>
+#include <hwy/highway.h>
+
+#include "algorithm/tracking_base/emog_model.hpp"
+#include "algorithm/tracking_base/emog_row.hpp"
+
+HWY_BEFORE_NAMESPACE();
+namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Sixteen bits hold a feature, a mean, a deviation or an age. A strip is as many cells as a vector
+// has such lanes, at most a mask word's 32.
+using D16 = hn::CappedTag<std::uint16_t, 32>;
+using V16 = hn::Vec<D16>;
+using Lanes = hn::Mask<D16>;  // a truth for each cell
+constexpr std::size_t StripCells = hn::MaxLanes(D16());
+
+// Squares need 32 bits and come in two vectors, which hold the lower and the upper half of each
+// 16-byte block of the cells: the order of Highway's Interleave and of its ReorderDemote2To.
+using D32 = hn::Repartition<std::int32_t, D16>;
+using V32 = hn::Vec<D32>;
+struct Wide {
+    V32 lower;
+    V32 upper;
+};
+
+struct Features {
+    V16 at[FeatureCount];
+};
+
+struct FeatureLanes {
+    V16 mean;
+    V16 stdDev;
+};
+
+struct ModeLanes {
+    V16 count;
+    FeatureLanes features[FeatureCount];
+};
+
+struct CellLanes {
+    ModeLanes slots[SlotCount];
+};
+
+// Bit i is cell i of the strip.
+using StripBits = std::uint32_t;
+
+struct Commands {
+    StripBits reset;
+    StripBits freeze;
+};
+
+struct Match {
+    Lanes inSlot[SlotCount];
+    Lanes isNone;
+    ModeLanes mode;  // any for None
+};
+
+struct Placement {
+    Lanes inSlot[SlotCount];
+    V16 count;
+    Lanes relearn;
+};
+
+struct Outputs {
+    StripBits young;
+    StripBits stationary;
+};
+
+// ------------------------------------------------------------------------------- small arithmetic
+
+HWY_INLINE V16 AbsoluteDifference(V16 a, V16 b) {
+    return hn::Or(hn::SaturatedSub(a, b), hn::SaturatedSub(b, a));  // one of the two is 0
+}
+
+HWY_INLINE Lanes IsZero(D16 d, V16 v) { return hn::Eq(v, hn::Zero(d)); }
+
+HWY_INLINE Lanes IsAtLeast(V16 a, V16 b) { return hn::Eq(hn::Max(a, b), a); }
+
+// low16(stdDev * scale >> 8) for any 32-bit scale. With scale = 256 h + l the product shifted is
+// stdDev * h + (stdDev * l >> 8): the first summand has no bits below the shift. Of stdDev * h 16
+// bits count, so 16 bits of h do; (stdDev * l >> 8) is the upper half of stdDev * 256 l.
+HWY_INLINE V16 Tolerance(D16 d, V16 stdDev, std::uint32_t scale) {
+    V16 const h = hn::Set(d, static_cast<std::uint16_t>(scale >> 8));
+    V16 const l = hn::Set(d, static_cast<std::uint16_t>((scale & 255) << 8));
+    return hn::Add(hn::Mul(stdDev, h), hn::MulHigh(stdDev, l));
+}
+
+HWY_INLINE Wide Square(D16 d, V16 v) {
+    D32 const d32;
+    V16 const low = hn::Mul(v, v);
+    V16 const high = hn::MulHigh(v, v);
+    return {hn::BitCast(d32, hn::InterleaveLower(d, low, high)),
+            hn::BitCast(d32, hn::InterleaveUpper(d, low, high))};
+}
+
+// The integer part of sqrt(v) for 0 <= v <= 2^27. The float of v is off by less than one in 2^24,
+// so the float root is off by less than 11586 / 2^24 < 0.01 and its nearest integer is the root's
+// integer part or one more, which its square tells.
+HWY_INLINE V32 FloorSqrt(V32 v) {
+    D32 const d;
+    V32 const nearest = hn::NearestInt(hn::Sqrt(hn::ConvertTo(hn::RebindToFloat<D32>(), v)));
+    return hn::Add(nearest, hn::VecFromMask(d, hn::Gt(hn::Mul(nearest, nearest), v)));
+}
+
+// Learning weights, out of 256. Steps are rounded toward minus infinity.
+//
+// The steady weight of 2: step = floor((to - from) / 128).
+struct SteadyRate {
+    explicit SteadyRate(std::int32_t) {}
+
+    // Up by rise / 128, down by fall / 128 rounded up; rise or fall is 0.
+    HWY_INLINE V16 Move(D16 d, V16 from, V16 to) const {
+        V16 const rise = hn::SaturatedSub(to, from);
+        V16 const fall = hn::SaturatedSub(from, to);
+        // (fall + 127) >> 7 without a carry out of 16 bits: AverageRound is (a + b + 1) >> 1.
+        V16 const down = hn::ShiftRight<6>(hn::AverageRound(fall, hn::Set(d, std::uint16_t{126})));
+        return hn::Sub(hn::Add(from, hn::ShiftRight<7>(rise)), down);
+    }
+
+    HWY_INLINE V32 Move(V32 from, V32 to) const {
+        return hn::Add(from, hn::ShiftRight<7>(hn::Sub(to, from)));
+    }
+};
+
+// Any weight from 0 to 255.
+struct AnyRate {
+    explicit AnyRate(std::int32_t rate) : rate(rate) {}
+
+    // distance * rate / 256 is the upper half of distance * 256 rate; a lower half other than 0 is
+    // what rounding up adds one for.
+    HWY_INLINE V16 Move(D16 d, V16 from, V16 to) const {
+        V16 const weight = hn::Set(d, static_cast<std::uint16_t>(rate << 8));
+        V16 const rise = hn::SaturatedSub(to, from);
+        V16 const fall = hn::SaturatedSub(from, to);
+        V16 const one = hn::Set(d, std::uint16_t{1});
+        V16 const isWhole = hn::VecFromMask(d, IsZero(d, hn::Mul(fall, weight)));
+        V16 const down = hn::Add(hn::MulHigh(fall, weight), hn::Add(one, isWhole));
+        return hn::Sub(hn::Add(from, hn::MulHigh(rise, weight)), down);
+    }
+
+    // With to - from = 256 h + l, 0 <= l < 256, the step is h * rate + (l * rate >> 8): no product
+    // leaves 32 bits while the squares stay within 2^27.
+    HWY_INLINE V32 Move(V32 from, V32 to) const {
+        D32 const d;
+        V32 const weight = hn::Set(d, rate);
+        V32 const difference = hn::Sub(to, from);
+        V32 const h = hn::ShiftRight<8>(difference);
+        V32 const l = hn::And(difference, hn::Set(d, 255));
+        V32 const step = hn::Add(hn::Mul(h, weight), hn::ShiftRight<8>(hn::Mul(l, weight)));
+        return hn::Add(from, step);
+    }
+
+    std::int32_t rate;
+};
+
+HWY_INLINE V32 ClampSquaredDeviation(V32 squared) {
+    D32 const d;
+    hn::RebindToUnsigned<D32> const du;
+    // Unsigned: a difference of 16 bits has a square of 32.
+    auto const capped = hn::Min(hn::BitCast(du, squared), hn::Set(du, MaxSquaredDeviation));
+    return hn::Max(hn::BitCast(d, capped), hn::Set(d, std::int32_t{MinSquaredDeviation}));
+}
+
+// ---------------------------------------------------------------------------------------- storage
+
+// A record is 21 numbers of 16 bits: count, then mean and deviation of three features, three times.
+constexpr std::size_t RecordFields = sizeof(CellModel) / sizeof(std::uint16_t);
+constexpr std::size_t BlockFields = 8;  // as many as 16 bytes hold
+
+// Three overlapping blocks cover a record; each ends within it.
+constexpr std::size_t Slot0Block = 0;   // slot 0 and the count of slot 1
+constexpr std::size_t Slot1Block = 7;   // slot 1 and the count of slot 2
+constexpr std::size_t Slot2Block = 13;  // the last deviation of slot 1, and slot 2
+static_assert(Slot2Block + BlockFields == RecordFields);
+
+// Eight vectors: of each 16-byte block, the same field of 8 cells, or all 8 fields of one.
+struct Block {
+    V16 at[BlockFields];
+};
+
+// One perfect shuffle of eight vectors. Number a block's 64 elements by three bits of row and three
+// of lane, abc def: interleaving rows i and i + 4 takes element abc def to bcd efa.
+HWY_INLINE Block Shuffle(D16 d, Block const& in) {
+    Block out;
+    for (std::size_t i = 0; i < 4; ++i) {
+        out.at[2 * i] = hn::InterleaveLower(d, in.at[i], in.at[i + 4]);
+        out.at[2 * i + 1] = hn::InterleaveUpper(d, in.at[i], in.at[i + 4]);
+    }
+    return out;
+}
+
+// Three turns exchange row and lane: abc def becomes def abc. Its own inverse.
+HWY_INLINE Block Transpose(D16 d, Block const& in) {
+    return Shuffle(d, Shuffle(d, Shuffle(d, in)));
+}
+
+// 16 bytes of every eighth record from `first`.
+template <class D>
+HWY_INLINE hn::Vec<D> LoadEveryEighth(D d, std::uint16_t const* first) {
+    constexpr std::size_t Count = hn::MaxLanes(D());
+    if constexpr (Count == BlockFields) {
+        return hn::LoadU(d, first);
+    } else {
+        hn::Half<D> const half;
+        std::uint16_t const* const middle = first + Count / 2 * RecordFields;
+        return hn::Combine(d, LoadEveryEighth(half, middle), LoadEveryEighth(half, first));
+    }
+}
+
+template <class D>
+HWY_INLINE void StoreEveryEighth(D d, hn::Vec<D> v, std::uint16_t* first) {
+    constexpr std::size_t Count = hn::MaxLanes(D());
+    if constexpr (Count == BlockFields) {
+        hn::StoreU(v, d, first);
+    } else {
+        hn::Half<D> const half;
+        StoreEveryEighth(half, hn::LowerHalf(half, v), first);
+        StoreEveryEighth(half, hn::UpperHalf(half, v), first + Count / 2 * RecordFields);
+    }
+}
+
+HWY_INLINE Block LoadBlock(D16 d, CellModel const* cells, std::size_t field) {
+    auto const* const fields = reinterpret_cast<std::uint16_t const*>(cells) + field;
+    Block rows;
+    for (std::size_t i = 0; i < BlockFields; ++i) {
+        rows.at[i] = LoadEveryEighth(d, fields + i * RecordFields);
+    }
+    return Transpose(d, rows);
+}
+
+HWY_INLINE void StoreBlock(D16 d, Block const& block, CellModel* cells, std::size_t field) {
+    auto* const fields = reinterpret_cast<std::uint16_t*>(cells) + field;
+    Block const rows = Transpose(d, block);
+    for (std::size_t i = 0; i < BlockFields; ++i) {
+        StoreEveryEighth(d, rows.at[i], fields + i * RecordFields);
+    }
+}
+
+// Slot 0 with the count of slot 1 behind it, which tells whether there is more to a cell.
+struct Background {
+    ModeLanes mode;
+    V16 youngerCount;
+};
+
+HWY_INLINE Background LoadBackground(D16 d, CellModel const* cells) {
+    Block const b = LoadBlock(d, cells, Slot0Block);
+    return {{b.at[0], {{b.at[1], b.at[2]}, {b.at[3], b.at[4]}, {b.at[5], b.at[6]}}}, b.at[7]};
+}
+
+HWY_INLINE void StoreBackground(D16 d, ModeLanes const& mode, V16 youngerCount, CellModel* cells) {
+    FeatureLanes const* const f = mode.features;
+    StoreBlock(d,
+               {{mode.count, f[0].mean, f[0].stdDev, f[1].mean, f[1].stdDev, f[2].mean, f[2].stdDev,
+                 youngerCount}},
+               cells, Slot0Block);
+}
+
+HWY_INLINE CellLanes LoadCells(D16 d, Background const& background, CellModel const* cells) {
+    Block const b = LoadBlock(d, cells, Slot1Block);
+    Block const c = LoadBlock(d, cells, Slot2Block);
+    return {{background.mode,
+             {b.at[0], {{b.at[1], b.at[2]}, {b.at[3], b.at[4]}, {b.at[5], b.at[6]}}},
+             {c.at[1], {{c.at[2], c.at[3]}, {c.at[4], c.at[5]}, {c.at[6], c.at[7]}}}}};
+}
+
+HWY_INLINE void StoreCells(D16 d, CellLanes const& cell, CellModel* cells) {
+    ModeLanes const& one = cell.slots[1];
+    ModeLanes const& two = cell.slots[2];
+    FeatureLanes const* const f = one.features;
+    FeatureLanes const* const g = two.features;
+    StoreBackground(d, cell.slots[0], one.count, cells);
+    StoreBlock(d,
+               {{one.count, f[0].mean, f[0].stdDev, f[1].mean, f[1].stdDev, f[2].mean, f[2].stdDev,
+                 two.count}},
+               cells, Slot1Block);
+    StoreBlock(d,
+               {{f[2].stdDev, two.count, g[0].mean, g[0].stdDev, g[1].mean, g[1].stdDev, g[2].mean,
+                 g[2].stdDev}},
+               cells, Slot2Block);
+}
+
+HWY_INLINE Lanes LanesOf(D16 d, StripBits bits) {
+    std::uint8_t bytes[sizeof bits];
+    std::memcpy(bytes, &bits, sizeof bits);
+    return hn::LoadMaskBits(d, bytes);
+}
+
+HWY_INLINE StripBits BitsOf(D16 d, Lanes lanes) {
+    std::uint8_t bytes[sizeof(StripBits)] = {};
+    hn::StoreMaskBits(d, lanes, bytes);
+    StripBits bits;
+    std::memcpy(&bits, bytes, sizeof bits);
+    return bits;
+}
+
+// -------------------------------------------------------------------------------------- the verbs
+
+// Loads 2 * lanes + 2 pixels of four rows: those of the strip's cells and no more.
+HWY_INLINE Features Observe(D16 d, unsigned char const* patch, std::ptrdiff_t stride) {
+    hn::Repartition<std::uint8_t, D16> const d8;
+    V16 const evenBytes = hn::Set(d, std::uint16_t{255});
+    V16 columns[PatchSize] = {hn::Zero(d), hn::Zero(d), hn::Zero(d), hn::Zero(d)};
+    V16 rows[PatchSize];
+    V16 central = hn::Zero(d);
+    for (int row = 0; row < PatchSize; ++row) {
+        // A lane of these is a pair of neighbours, the left one in its lower byte.
+        V16 const left = hn::BitCast(d, hn::LoadU(d8, patch + row * stride));
+        V16 const right = hn::BitCast(d, hn::LoadU(d8, patch + row * stride + 2));
+        V16 const pixels[PatchSize] = {hn::And(left, evenBytes), hn::ShiftRight<8>(left),
+                                       hn::And(right, evenBytes), hn::ShiftRight<8>(right)};
+        for (int column = 0; column < PatchSize; ++column) {
+            columns[column] = hn::Add(columns[column], pixels[column]);
+        }
+        V16 const middle = hn::Add(pixels[1], pixels[2]);
+        rows[row] = hn::Add(hn::Add(pixels[0], pixels[3]), middle);
+        if (row == 1 || row == 2) central = hn::Add(central, middle);
+    }
+    // Sums wrap at 16 bits on the way and are right in the end: they lie within 128 and 65408.
+    auto const gradient = [d](V16 const* sums) HWY_ATTR {
+        V16 const outer = hn::Sub(sums[0], sums[3]);
+        V16 const inner = hn::Sub(sums[1], sums[2]);
+        V16 const weighted = hn::Add(hn::Add(hn::Add(outer, outer), outer), inner);
+        V16 const offset = hn::Set(d, static_cast<std::uint16_t>(GradientOffset));
+        return hn::ShiftLeft<3>(hn::Add(weighted, offset));
+    };
+    return {{gradient(columns), gradient(rows), hn::ShiftLeft<6>(central)}};
+}
+
+HWY_INLINE Lanes Fits(D16 d, ModeLanes const& mode, Features const& features,
+                      FrameValues const& values) {
+    // How far within its tolerance each feature lies; 0 where it does not fit.
+    V16 margin[FeatureCount];
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        FeatureLanes const& model = mode.features[i];
+        margin[i] = hn::SaturatedSub(Tolerance(d, model.stdDev, values.matchScale),
+                                     AbsoluteDifference(features.at[i], model.mean));
+    }
+    return hn::Not(IsZero(d, hn::Min(hn::Min(margin[0], margin[1]), margin[2])));
+}
+
+HWY_INLINE ModeLanes IfThenElse(Lanes lanes, ModeLanes const& yes, ModeLanes const& no) {
+    ModeLanes mode;
+    mode.count = hn::IfThenElse(lanes, yes.count, no.count);
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        FeatureLanes const& a = yes.features[i];
+        FeatureLanes const& b = no.features[i];
+        mode.features[i] = {hn::IfThenElse(lanes, a.mean, b.mean),
+                            hn::IfThenElse(lanes, a.stdDev, b.stdDev)};
+    }
+    return mode;
+}
+
+HWY_INLINE Match FindMatch(D16 d, CellLanes const& cell, Features const& features,
+                           FrameValues const& values) {
+    ModeLanes const* const slots = cell.slots;
+    Lanes const fits0 = Fits(d, slots[0], features, values);
+    Lanes const fits1 = Fits(d, slots[1], features, values);
+    Lanes const fits2 = Fits(d, slots[2], features, values);
+    Lanes const fits01 = hn::Or(fits0, fits1);
+    return {{fits0, hn::AndNot(fits0, fits1), hn::AndNot(fits01, fits2)},
+            hn::Not(hn::Or(fits01, fits2)),
+            IfThenElse(fits0, slots[0], IfThenElse(fits1, slots[1], slots[2]))};
+}
+
+HWY_INLINE Placement Place(D16 d, CellLanes const& cell, Match const& match, Lanes reset,
+                           Lanes freeze, FrameValues const& values) {
+    V16 const one = hn::Set(d, std::uint16_t{1});
+    Lanes const relearn = hn::Or(reset, match.isNone);
+    V16 const grown = hn::Add(match.mode.count, hn::IfThenZeroElse(freeze, one));
+    V16 const count = hn::Min(hn::IfThenElse(relearn, one, grown), hn::Set(d, values.maxCount));
+
+    Lanes const passesSlot0 = hn::Or(reset, IsAtLeast(count, cell.slots[0].count));
+    Lanes const passesSlot1 = hn::Or(reset, IsAtLeast(count, cell.slots[1].count));
+    Lanes const fromSlot2 = hn::Or(match.inSlot[2], match.isNone);
+    Lanes const inSlot2 = hn::AndNot(passesSlot1, fromSlot2);
+    Lanes const reachesSlot1 = hn::Or(match.inSlot[1], hn::And(fromSlot2, passesSlot1));
+    Lanes const inSlot1 = hn::AndNot(passesSlot0, reachesSlot1);
+    Lanes const inSlot0 = hn::Not(hn::Or(inSlot1, inSlot2));
+    return {{inSlot0, inSlot1, inSlot2}, count, relearn};
+}
+
+HWY_INLINE void Clear(Lanes lanes, ModeLanes& mode) {
+    mode.count = hn::IfThenZeroElse(lanes, mode.count);
+    for (FeatureLanes& feature : mode.features) {
+        feature.stdDev = hn::IfThenZeroElse(lanes, feature.stdDev);
+    }
+}
+
+HWY_INLINE void ClearYounger(D16 d, CellLanes& cell, Placement const& placement) {
+    Lanes const stopsAt1 = IsZero(d, cell.slots[1].count);
+    Lanes const stopsAt2 = IsZero(d, cell.slots[2].count);
+    Lanes const clears1 = hn::AndNot(stopsAt1, placement.inSlot[0]);
+    Lanes const clears2 = hn::AndNot(stopsAt2, hn::Or(clears1, placement.inSlot[1]));
+    Clear(clears1, cell.slots[1]);
+    Clear(clears2, cell.slots[2]);
+}
+
+// The mode that has matched, one observation on.
+template <class Rate>
+HWY_INLINE FeatureLanes Learned(D16 d, FeatureLanes const& old, V16 feature, Rate const& rate) {
+    hn::Repartition<std::int16_t, D16> const di16;
+    Wide const squared = Square(d, AbsoluteDifference(feature, old.mean));
+    Wide const oldSquared = Square(d, old.stdDev);
+    V32 const lower = rate.Move(oldSquared.lower, ClampSquaredDeviation(squared.lower));
+    V32 const upper = rate.Move(oldSquared.upper, ClampSquaredDeviation(squared.upper));
+    auto const stdDev = hn::ReorderDemote2To(di16, FloorSqrt(lower), FloorSqrt(upper));
+    return {rate.Move(d, old.mean, feature), hn::BitCast(d, stdDev)};
+}
+
+// The deviation that a mode is reset to: that of this one observation.
+HWY_INLINE V16 ResetStdDev(D16 d, V16 oldMean, V16 feature) {
+    hn::Repartition<std::int16_t, D16> const di16;
+    Wide const squared = Square(d, AbsoluteDifference(feature, oldMean));
+    V32 const lower = FloorSqrt(ClampSquaredDeviation(squared.lower));
+    V32 const upper = FloorSqrt(ClampSquaredDeviation(squared.upper));
+    return hn::BitCast(d, hn::ReorderDemote2To(di16, lower, upper));
+}
+
+template <class Rate>
+HWY_INLINE void Learn(D16 d, CellLanes& cell, Placement const& placement, Match const& match,
+                      Features const& features, Lanes reset, bool anyReset, Rate const& rate) {
+    ModeLanes mode;
+    mode.count = placement.count;
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        FeatureLanes const& old = match.mode.features[i];
+        V16 const feature = features.at[i];
+        FeatureLanes learned = Learned(d, old, feature, rate);
+        if (anyReset) {
+            V16 const stdDev = ResetStdDev(d, old.mean, feature);
+            learned.stdDev = hn::IfThenElse(reset, stdDev, learned.stdDev);
+        }
+        V16 const newStdDev = hn::Set(d, NewModeStdDev);
+        mode.features[i] = {hn::IfThenElse(placement.relearn, feature, learned.mean),
+                            hn::IfThenElse(match.isNone, newStdDev, learned.stdDev)};
+    }
+    for (std::size_t slot = 0; slot < SlotCount; ++slot) {
+        cell.slots[slot] = IfThenElse(placement.inSlot[slot], mode, cell.slots[slot]);
+    }
+}
+
+HWY_INLINE Outputs Report(D16 d, Placement const& placement, FrameValues const& values) {
+    V16 const stationaryFrames = hn::Set(d, values.stationaryFrames);
+    Lanes const isForeground = hn::Not(placement.inSlot[0]);
+    Lanes const isStationary = hn::And(isForeground, IsAtLeast(placement.count, stationaryFrames));
+    StripBits const stationary = BitsOf(d, isStationary);
+    return {BitsOf(d, isForeground) ^ stationary, stationary};
+}
+
+// ------------------------------------------------------------------------------- strips and rows
+
+// Cells as in most of a picture: every one sees its background and has nothing younger, and no mask
+// bit is set. Then the mode ages, nothing is placed anew or cleared or reported, and only the first
+// 16 bytes of the records are touched.
+template <class Rate>
+HWY_INLINE void UpdateQuiet(D16 d, Background const& background, Features const& features,
+                            FrameValues const& values, Rate const& rate, CellModel* stored) {
+    V16 const one = hn::Set(d, std::uint16_t{1});
+    ModeLanes mode;
+    mode.count = hn::Min(hn::Add(background.mode.count, one), hn::Set(d, values.maxCount));
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        mode.features[i] = Learned(d, background.mode.features[i], features.at[i], rate);
+    }
+    StoreBackground(d, mode, background.youngerCount, stored);
+}
+
+template <class Rate>
+HWY_INLINE Outputs UpdateStrip(CellModel const* cells, unsigned char const* patch,
+                               std::ptrdiff_t stride, Commands commands, FrameValues const& values,
+                               Rate const& rate, CellModel* stored) {
+    D16 const d;
+    Features const features = Observe(d, patch, stride);
+    Background const background = LoadBackground(d, cells);
+    Lanes const isQuiet =
+        hn::And(Fits(d, background.mode, features, values), IsZero(d, background.youngerCount));
+    if ((commands.reset | commands.freeze) == 0 && hn::AllTrue(d, isQuiet)) {
+        UpdateQuiet(d, background, features, values, rate, stored);
+        return {0, 0};
+    }
+    Lanes const reset = LanesOf(d, commands.reset);
+    Lanes const freeze = LanesOf(d, commands.freeze);
+    CellLanes cell = LoadCells(d, background, cells);
+    Match const match = FindMatch(d, cell, features, values);
+    Placement const placement = Place(d, cell, match, reset, freeze, values);
+    ClearYounger(d, cell, placement);
+    Learn(d, cell, placement, match, features, reset, commands.reset != 0, rate);
+    StoreCells(d, cell, stored);
+    return Report(d, placement, values);
+}
+
+// Reading ahead pays at 1080p and above, where the model comes from memory.
+constexpr std::size_t PrefetchCells = 64;
+constexpr std::size_t CacheLine = 64;  // bytes
+
+HWY_INLINE void PrefetchStrip(CellModel const* cells) {
+    // May point beyond the model, where a prefetch does nothing.
+    auto const address = reinterpret_cast<std::uintptr_t>(cells);
+    for (std::size_t byte = 0; byte < StripCells * sizeof(CellModel); byte += CacheLine) {
+        hwy::Prefetch(reinterpret_cast<unsigned char const*>(
+            address + PrefetchCells * sizeof(CellModel) + byte));
+    }
+}
+
+// A word's first cell is its most significant bit, a strip's its least.
+HWY_INLINE std::uint32_t ReverseBits(std::uint32_t v) {
+    v = ((v >> 1) & 0x55555555U) | ((v & 0x55555555U) << 1);
+    v = ((v >> 2) & 0x33333333U) | ((v & 0x33333333U) << 2);
+    v = ((v >> 4) & 0x0F0F0F0FU) | ((v & 0x0F0F0F0FU) << 4);
+    v = ((v >> 8) & 0x00FF00FFU) | ((v & 0x00FF00FFU) << 8);
+    return (v >> 16) | (v << 16);
+}
+
+// For rows of at least one strip.
+template <class Rate>
+HWY_NOINLINE void UpdateRowInStrips(CellModel* cells, std::size_t cellCount,
+                                    unsigned char const* luminance, std::ptrdiff_t stride,
+                                    RowMasks const& masks, FrameValues const& values) {
+    constexpr std::size_t WordCells = 32;
+    Rate const rate(values.learningRate);
+    for (std::size_t wordX = 0; wordX < cellCount; wordX += WordCells) {
+        std::size_t const word = wordX / WordCells;
+        // Read before the outputs are written: they may be the same arrays.
+        std::uint32_t const exclude = masks.exclude[word];
+        Commands const inWord{ReverseBits(masks.reset[word]), ReverseBits(masks.freeze[word])};
+
+        StripBits young = 0;
+        StripBits stationary = 0;
+        for (std::size_t x = 0; x < WordCells && wordX + x < cellCount; x += StripCells) {
+            std::size_t const cellX = wordX + x;
+            Commands const commands{inWord.reset >> x, inWord.freeze >> x};
+            if (cellX + StripCells <= cellCount) {
+                PrefetchStrip(cells + cellX);
+                Outputs const outputs = UpdateStrip(cells + cellX, luminance + 2 * cellX, stride,
+                                                    commands, values, rate, cells + cellX);
+                young |= outputs.young << x;
+                stationary |= outputs.stationary << x;
+                continue;
+            }
+            // The row's last cells, fewer than a strip: step back to make it full, and leave out
+            // what is done already.
+            std::size_t const done = cellX + StripCells - cellCount;
+            std::size_t const stripX = cellX - done;
+            CellModel stored[StripCells];
+            std::memcpy(stored, cells + stripX, sizeof stored);
+            Outputs const outputs = UpdateStrip(cells + stripX, luminance + 2 * stripX, stride,
+                                                {commands.reset << done, commands.freeze << done},
+                                                values, rate, stored);
+            std::memcpy(cells + cellX, stored + done, (StripCells - done) * sizeof(CellModel));
+            young |= outputs.young >> done << x;
+            stationary |= outputs.stationary >> done << x;
+        }
+        masks.foreground[word] = ReverseBits(young) & ~exclude;
+        masks.stationary[word] = ReverseBits(stationary) & ~exclude;
+    }
+}
+
+}  // namespace kes::algorithm::tracking_base::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // toggled once for every instruction set
