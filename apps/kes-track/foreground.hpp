@@ -21,9 +21,9 @@ struct ForegroundOptions {
     float thresholdFactor = 1.0F;
     bool isAbandonedObjectEnabled = false;
     // Images of the frames' size; none where not wanted.
-    std::optional<std::string> excludeImage;
-    std::optional<std::string> freezeImage;
-    std::optional<std::string> resetImage;
+    std::optional<std::string> excludeImage{};
+    std::optional<std::string> freezeImage{};
+    std::optional<std::string> resetImage{};
 };
 
 // The segmenter counts time in frames, 15 to a second. This is what it must be told so that `time`

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
-#include <opencv2/imgcodecs.hpp>
+#include <opencv2/core.hpp>
 
 #include "base/format.hpp"
 #include "base/output_file.hpp"
@@ -25,6 +25,7 @@
 #include "draw/contact_sheet.hpp"
 #include "draw/overlay.hpp"
 #include "foreground.hpp"
+#include "video/png.hpp"
 #include "video/reader.hpp"
 #include "video/writer.hpp"
 
@@ -56,10 +57,7 @@ double Seconds(std::chrono::nanoseconds time) {
 std::string Percent(double share) { return FormatNumber(100.0 * share, 2) + " %"; }
 
 void WritePng(OutputFile& file, cv::Mat const& picture) {
-    std::vector<unsigned char> bytes;
-    // Speed over size: a PNG is written for every frame.
-    cv::imencode(".png", picture, bytes, {cv::IMWRITE_PNG_COMPRESSION, 1});
-    file.Write({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
+    file.Write(video::EncodePng(picture));
     file.Close();
 }
 
@@ -154,6 +152,14 @@ public:
         if (failure) std::rethrow_exception(failure);
     }
 
+    // Finishes what can be finished after something else went wrong.
+    void Salvage() noexcept {
+        try {
+            Close();
+        } catch (...) {  // what went wrong first is what is told
+        }
+    }
+
 private:
     static std::string Subtitle(video::ClipInfo const& clip) {
         std::string text = std::to_string(clip.size[0]) + " × " + std::to_string(clip.size[1]) +
@@ -171,6 +177,7 @@ private:
             {"microseconds", static_cast<double>(foreground.Took().count()) / 1000.0},
         };
         jsonLines->Write(line.dump() + "\n");
+        jsonLines->Flush();  // a stream can be followed while it runs
     }
 
     // A pixel a cell: 0 background, 128 young, 255 stationary.
@@ -240,11 +247,16 @@ int Segment(SegmentOptions const& options) {
     Tally tally;
     {
         cli::Progress progress(ShortName(options.input), clip.length, !options.isQuiet);
-        while (std::optional<video::Picture> const picture = reader.Next()) {
-            foreground.Process(picture->frame);
-            tally.Count(foreground);
-            outputs.Write(*picture, foreground);
-            progress.Update(picture->time - options.read.start, tally.frames);
+        try {
+            while (std::optional<video::Picture> const picture = reader.Next()) {
+                foreground.Process(picture->frame);
+                tally.Count(foreground);
+                outputs.Write(*picture, foreground);
+                progress.Update(picture->time - options.read.start, tally.frames);
+            }
+        } catch (...) {
+            outputs.Salvage();
+            throw;
         }
         outputs.Close();
     }

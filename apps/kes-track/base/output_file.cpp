@@ -25,6 +25,10 @@ void OutputFile::Write(std::string_view bytes) {
     if (std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) Fail(path, errno);
 }
 
+void OutputFile::Flush() {
+    if (std::fflush(file.get()) != 0) Fail(path, errno);
+}
+
 void OutputFile::Close() {
     if (!file) return;
     // Buffered bytes that find no room fail here, not in Write.

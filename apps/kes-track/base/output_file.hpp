@@ -16,6 +16,9 @@ public:
 
     void Write(std::string_view bytes);
 
+    // Hands what was written to the system, for whoever follows the file.
+    void Flush();
+
     // What was written is with the system afterwards. Left out, the file is closed all the same,
     // without a word about failures.
     void Close();

@@ -17,11 +17,11 @@ using Size = geometry::Dimension<unsigned int, 2>;
 using Frame = media::video::FrameBase<void const>;
 
 struct ReadOptions {
-    std::chrono::nanoseconds start{0};                 // pictures before it are skipped
-    std::optional<std::chrono::nanoseconds> duration;  // none: to the end
-    unsigned int every = 1;                            // one picture in this many; at least 1
-    std::optional<Size> size;                          // pictures are scaled to it
-    std::function<bool()> isCancelled;                 // asked often; true ends the reading
+    std::chrono::nanoseconds start{0};                   // pictures before it are skipped
+    std::optional<std::chrono::nanoseconds> duration{};  // none: to the end
+    unsigned int every = 1;                              // one picture in this many; at least 1
+    std::optional<Size> size{};                          // pictures are scaled to it
+    std::function<bool()> isCancelled{};                 // asked often; true ends the reading
 };
 
 struct ClipInfo {
@@ -60,7 +60,7 @@ public:
     std::optional<Picture> Next();
 
     // What is wrong with the input as read so far, as one line without its name: it broke off, it
-    // ended early, parts were damaged. None when all was well.
+    // ended early, parts were damaged so that the decoder noticed. None when all was well.
     std::optional<std::string> Fault() const;
 
 private:

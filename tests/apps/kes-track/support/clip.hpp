@@ -1,0 +1,34 @@
+// Clips whose every pixel is known, of any codec, pixel format and size.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "video/av.hpp"
+
+namespace kes::track::test {
+
+struct ClipKind {
+    char const* codec = "ffv1";  // lossless, and takes nearly every pixel format
+    AVPixelFormat format = AV_PIX_FMT_YUV420P;
+    int width = 64;
+    int height = 48;
+    int frames = 20;
+    int rate = 10;  // a second
+};
+
+// What the first plane holds at a pixel, and what planes 1 and 2 hold everywhere.
+constexpr std::uint8_t Luminance(int x, int y, int frame) {
+    return static_cast<std::uint8_t>(3 * x + 5 * y + 7 * frame);
+}
+constexpr std::uint8_t ChromaOf(int plane, int frame) {
+    return static_cast<std::uint8_t>(60 * plane + frame);
+}
+
+// A picture painted so, for formats whose planes hold bytes; for others the bytes fall as they may.
+video::av::Frame MakePicture(AVPixelFormat format, int width, int height, int frame);
+
+// Writes the clip; the file's name decides on the container. Throws std::runtime_error.
+void MakeClip(std::string const& path, ClipKind const& kind);
+
+}  // namespace kes::track::test

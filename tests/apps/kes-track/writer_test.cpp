@@ -1,0 +1,105 @@
+#include "video/writer.hpp"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "base/failure.hpp"
+#include "draw/overlay.hpp"
+#include "support/folder.hpp"
+
+namespace kes::track::video {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Seen {
+    Size size;
+    std::vector<std::chrono::nanoseconds> times;
+    cv::Scalar lastMean;
+};
+
+Seen Play(std::string const& path) {
+    Seen seen{};
+    Reader reader(path, {});
+    while (std::optional<Picture> const picture = reader.Next()) {
+        seen.times.push_back(picture->time);
+        seen.size = picture->frame.GetSize();
+        seen.lastMean = cv::mean(draw::ToBgr(picture->frame));
+    }
+    EXPECT_EQ(reader.Fault(), std::nullopt);
+    return seen;
+}
+
+TEST(Writer, WritesClipsOfAnySizeThatPlayWithTheirColours) {
+    test::Folder const folder;
+    cv::Scalar const colour(40, 160, 90);
+    for (Size const size : {Size{1, 1}, Size{2, 2}, Size{33, 17}, Size{160, 120}, Size{401, 3}}) {
+        SCOPED_TRACE(testing::Message() << size[0] << " x " << size[1]);
+        std::string const path = folder / "clip.mp4";
+        Writer writer(path, size, 10.0);
+        cv::Mat const picture(static_cast<int>(size[1]), static_cast<int>(size[0]), CV_8UC3,
+                              colour);
+        for (int i = 0; i < 12; ++i) writer.Write(picture, i * 100ms);
+        writer.Close();
+        writer.Close();
+
+        Seen const seen = Play(path);
+        EXPECT_EQ(seen.size, (Size{size[0] + size[0] % 2, size[1] + size[1] % 2}));
+        EXPECT_EQ(seen.times.size(), 12U);
+        for (int channel = 0; channel < 3; ++channel) {
+            EXPECT_NEAR(seen.lastMean[channel], colour[channel], 4.0);
+        }
+    }
+}
+
+TEST(Writer, KeepsUnevenTimesAndMakesThemRise) {
+    test::Folder const folder;
+    cv::Mat const picture(48, 64, CV_8UC3, cv::Scalar::all(77));
+    {
+        Writer writer(folder / "clip.mp4", {64, 48}, 10.0);
+        for (auto const time : {5000ms, 5100ms, 5450ms, 5450ms, 5300ms, 9000ms}) {
+            writer.Write(picture, time);
+        }
+    }  // closed by its end
+    Seen const seen = Play(folder / "clip.mp4");
+    ASSERT_EQ(seen.times.size(), 6U);
+    double const expected[] = {0.0, 0.1, 0.45, 0.45, 0.45, 4.0};
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_NEAR(std::chrono::duration<double>(seen.times[i]).count(), expected[i], 0.001);
+        if (i > 0) {
+            EXPECT_GT(seen.times[i], seen.times[i - 1]);
+        }
+    }
+}
+
+TEST(Writer, NamesTheFileThatCannotBeWritten) {
+    test::Folder const folder;
+    std::string const path = folder / "absent/clip.mp4";
+    try {
+        Writer const writer(path, {64, 48}, 10.0);
+        FAIL();
+    } catch (Failure const& failure) {
+        EXPECT_EQ(failure.Code(), ExitCode::BadOutput);
+        EXPECT_EQ(failure.what(), path + ": No such file or directory");
+    }
+}
+
+TEST(Writer, FindsADiskThatIsFull) {
+    cv::Mat picture(480, 640, CV_8UC3);
+    auto const write = [&] {
+        Writer writer("/dev/full", {640, 480}, 10.0);
+        for (int i = 0; i < 10; ++i) {
+            cv::randu(picture, 0, 255);
+            writer.Write(picture, i * 100ms);
+        }
+        writer.Close();
+    };
+    EXPECT_THROW(write(), Failure);
+}
+
+}  // namespace
+}  // namespace kes::track::video
