@@ -7,12 +7,12 @@
 #include <vector>
 
 #include <nlohmann/json.hpp>
-#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "base/format.hpp"
 #include "draw/overlay.hpp"
 #include "mot/mot_text.hpp"
+#include "video/png.hpp"
 
 namespace kes::track::run {
 namespace {
@@ -181,9 +181,7 @@ void Outputs::Close() {
     });
     attempt([this] {
         if (!sheet) return;
-        std::vector<unsigned char> bytes;
-        cv::imencode(".png", Page(), bytes);
-        pictureFile->Write({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
+        pictureFile->Write(video::EncodePng(Page()));
         pictureFile->Close();
     });
     if (failure) std::rethrow_exception(failure);
