@@ -12,6 +12,11 @@ constexpr float StrayProbability = 0.03F;  // of foreground where there is no ob
 
 constexpr int CoreLevel = 6;  // covered with probability 0.53 or more
 
+// What is seen at a cell.
+constexpr std::uint8_t Nothing = 0;
+constexpr std::uint8_t Something = 1;
+constexpr std::uint8_t Unknown = 2;
+
 using GainTable = std::array<std::array<float, MaxLevel + 1>, LevelLimit + 1>;
 
 // [level of the others][level of the stencil]: the change of log P(cell is foreground).
@@ -49,9 +54,12 @@ Window WindowOf(Stencil const& stencil, int x, int foot, cv::Size frame) {
 
 }  // namespace
 
-void Coverage::Begin(cv::Mat1b const& mask) {
-    foreground = mask;
-    levels.create(mask.size());
+void Coverage::Begin(cv::Mat1b const& foreground, cv::Mat1b const& veil) {
+    sights.create(foreground.size());
+    sights = Nothing;
+    sights.setTo(Something, foreground);
+    sights.setTo(Unknown, veil);
+    levels.create(foreground.size());
     levels = 0;
 }
 
@@ -73,13 +81,13 @@ float Coverage::Gain(Stencil const& stencil, int x, int foot) const {
     for (int row = window.y0; row < window.y1; ++row) {
         std::uint8_t const* own = &stencil.levels[static_cast<std::size_t>(row * stencil.width)];
         short const* others = levels[window.top + row] + window.left;
-        std::uint8_t const* seen = foreground[window.top + row] + window.left;
+        std::uint8_t const* seen = sights[window.top + row] + window.left;
         for (int column = window.x0; column < window.x1; ++column) {
-            if (seen[column] != 0) {
+            if (seen[column] == Something) {
                 auto const level =
                     static_cast<std::size_t>(std::min<int>(others[column], LevelLimit));
                 gain += ForegroundGain[level][own[column]];
-            } else {
+            } else if (seen[column] == Nothing) {
                 missed += own[column];
             }
         }
@@ -87,10 +95,10 @@ float Coverage::Gain(Stencil const& stencil, int x, int foot) const {
     return gain - static_cast<float>(missed) / LevelsPerUnit;
 }
 
-// The gain over foreground cells of the stencil's core, with the others' levels as given, of what
-// the whole core could gain.
-template <typename LevelAt>
-float Coverage::Share(Stencil const& stencil, int x, int foot, LevelAt levelAt) const {
+// The gain over the cells of the stencil's core, of what the whole core could gain. gainAt gives it
+// for a cell and the stencil's level there.
+template <typename GainAt>
+float Coverage::Share(Stencil const& stencil, int x, int foot, GainAt gainAt) const {
     Window const window = WindowOf(stencil, x, foot, levels.size());
     float possible = 0;
     for (std::uint8_t const level : stencil.levels) {
@@ -99,24 +107,26 @@ float Coverage::Share(Stencil const& stencil, int x, int foot, LevelAt levelAt) 
     float gained = 0;
     for (int row = window.y0; row < window.y1; ++row) {
         std::uint8_t const* own = &stencil.levels[static_cast<std::size_t>(row * stencil.width)];
-        std::uint8_t const* seen = foreground[window.top + row] + window.left;
         for (int column = window.x0; column < window.x1; ++column) {
-            if (seen[column] == 0 || own[column] < CoreLevel) continue;
-            int const others = levelAt(window.top + row, window.left + column);
-            gained +=
-                ForegroundGain[static_cast<std::size_t>(std::min(others, LevelLimit))][own[column]];
+            if (own[column] < CoreLevel) continue;
+            gained += gainAt(window.top + row, window.left + column, own[column]);
         }
     }
     return possible > 0 ? gained / possible : 0;
 }
 
 float Coverage::Evidence(Stencil const& stencil, int x, int foot) const {
-    return Share(stencil, x, foot,
-                 [this](int row, int column) { return int{levels(row, column)}; });
+    return Share(stencil, x, foot, [this](int row, int column, std::uint8_t own) {
+        if (sights(row, column) != Something) return 0.0F;
+        auto const others = std::min<int>(levels(row, column), LevelLimit);
+        return ForegroundGain[static_cast<std::size_t>(others)][own];
+    });
 }
 
 float Coverage::Presence(Stencil const& stencil, int x, int foot) const {
-    return Share(stencil, x, foot, [](int, int) { return 0; });
+    return Share(stencil, x, foot, [this](int row, int column, std::uint8_t own) {
+        return sights(row, column) == Nothing ? 0.0F : ForegroundGain[0][own];
+    });
 }
 
 }  // namespace kes::tracker

@@ -13,9 +13,8 @@ namespace kes::tracker {
 
 class Coverage {
 public:
-    // Starts over, with nothing placed. foreground: 0 or not, one byte a cell; its cells are
-    // shared.
-    void Begin(cv::Mat1b const& foreground);
+    // Starts over, with nothing placed. foreground, veil: 0 or not, one byte a cell.
+    void Begin(cv::Mat1b const& foreground, cv::Mat1b const& veil);
 
     void Add(Stencil const& stencil, int x, int foot) { Paint(stencil, x, foot, 1); }
     void Remove(Stencil const& stencil, int x, int foot) { Paint(stencil, x, foot, -1); }
@@ -27,18 +26,18 @@ public:
     // object in plain sight, 0 for a second one claimed on the same foreground.
     float Evidence(Stencil const& stencil, int x, int foot) const;
 
-    // The same on any foreground, explained or not.
+    // The same on any foreground, explained or not, and behind the veil.
     float Presence(Stencil const& stencil, int x, int foot) const;
 
     // The levels of everything added, summed.
     cv::Mat1s const& Levels() const { return levels; }
 
 private:
-    template <typename LevelAt>
-    float Share(Stencil const& stencil, int x, int foot, LevelAt levelAt) const;
+    template <typename GainAt>
+    float Share(Stencil const& stencil, int x, int foot, GainAt gainAt) const;
     void Paint(Stencil const& stencil, int x, int foot, int sign);
 
-    cv::Mat1b foreground;
+    cv::Mat1b sights;
     cv::Mat1s levels;
 };
 

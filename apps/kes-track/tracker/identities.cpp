@@ -25,6 +25,146 @@ geometry::Rectangle<int> CellsOf(Pose const& pose, cv::Size size) {
             std::clamp(round(box.bottom), 0, size.height)};
 }
 
+// Objects touch when this share of the smaller one's box is common to both.
+constexpr float TouchingShare = 0.15F;
+constexpr double DecisionTime = 0.5;  // seconds apart
+// By so much must the mean likeness of each object gain that changes its place.
+constexpr float LeastGain = 0.08F;
+
+using Group = std::vector<Track*>;
+
+// Puts the track where the other was, and leaves it its number and its looks.
+void MoveTo(Track& track, Track const& place) {
+    track.pose = place.pose;
+    track.x = place.x;
+    track.foot = place.foot;
+    track.cellX = place.cellX;
+    track.cellFoot = place.cellFoot;
+    track.stencil = place.stencil;
+    track.sight = place.sight;
+    track.framesOut = place.framesOut;
+    track.evidence = place.evidence;
+    track.presence = place.presence;
+    track.rest = place.rest;
+    track.framesAtRest = place.framesAtRest;
+    track.isStanding = place.isStanding;
+}
+
+Contact* FindContact(Track& track, int id) {
+    auto const found = std::find_if(track.contacts.begin(), track.contacts.end(),
+                                    [id](Contact const& contact) { return contact.id == id; });
+    return found == track.contacts.end() ? nullptr : &*found;
+}
+
+bool AreTouching(Track const& a, Track const& b) {
+    if (a.sight == Sight::Lost || b.sight == Sight::Lost) return false;
+    Box const boxA = BoxOf(a.pose);
+    Box const boxB = BoxOf(b.pose);
+    return Intersection(boxA, boxB) > TouchingShare * std::min(Area(boxA), Area(boxB));
+}
+
+void NoteContacts(std::vector<Track>& tracks) {
+    for (Track& track : tracks) {
+        std::erase_if(track.contacts, [&](Contact const& contact) {
+            return std::none_of(tracks.begin(), tracks.end(),
+                                [&](Track const& other) { return other.id == contact.id; });
+        });
+        for (Track const& other : tracks) {
+            if (other.id == track.id || !AreTouching(track, other)) continue;
+            Contact* const known = FindContact(track, other.id);
+            if (known != nullptr) {
+                *known = {other.id};
+            } else {
+                track.contacts.push_back({other.id});
+            }
+        }
+    }
+}
+
+void Compare(std::vector<Track>& tracks, Foreground const& foreground, Frame const& frame) {
+    for (Track& track : tracks) {
+        if (track.contacts.empty() || !track.isAlone) continue;
+        float const here = Likeness(track, track.pose, foreground, frame);
+        for (Track const& other : tracks) {
+            Contact* const contact = FindContact(track, other.id);
+            if (contact == nullptr || !other.isAlone) continue;
+            ++contact->framesApart;
+            contact->likenessHere += here;
+            contact->likenessThere += Likeness(track, other.pose, foreground, frame);
+        }
+    }
+}
+
+// Objects that have been apart for long enough, with all that are linked to them by contacts.
+std::vector<Group> GroupsToDecide(std::vector<Track>& tracks, int decided) {
+    std::vector<Group> groups;
+    std::vector<bool> taken(tracks.size());
+    for (std::size_t first = 0; first < tracks.size(); ++first) {
+        if (taken[first]) continue;
+        Group group{&tracks[first]};
+        taken[first] = true;
+        for (std::size_t member = 0; member < group.size(); ++member) {
+            for (std::size_t i = 0; i < tracks.size(); ++i) {
+                Contact const* const contact = FindContact(*group[member], tracks[i].id);
+                if (taken[i] || contact == nullptr || contact->framesApart < decided) continue;
+                taken[i] = true;
+                group.push_back(&tracks[i]);
+            }
+        }
+        if (group.size() > 1) groups.push_back(std::move(group));
+    }
+    return groups;
+}
+
+// How unlike each object (row) is to each place (column); contacts alone can have been exchanged.
+Costs UnlikenessOf(Group const& group) {
+    auto const size = static_cast<Eigen::Index>(group.size());
+    Costs costs = Costs::Constant(size, size, Forbidden);
+    for (Eigen::Index i = 0; i < size; ++i) {
+        Track& track = *group[static_cast<std::size_t>(i)];
+        float here = 0;
+        int frames = 0;
+        for (Eigen::Index j = 0; j < size; ++j) {
+            int const other = group[static_cast<std::size_t>(j)]->id;
+            Contact const* const contact = FindContact(track, other);
+            if (contact == nullptr || contact->framesApart == 0) continue;
+            auto const apart = static_cast<float>(contact->framesApart);
+            costs(i, j) = 1 - contact->likenessThere / apart;
+            here += contact->likenessHere;
+            frames += contact->framesApart;
+        }
+        costs(i, i) = frames > 0 ? 1 - here / static_cast<float>(frames) : 0;
+    }
+    return costs;
+}
+
+void Exchange(Group const& group) {
+    Costs const costs = UnlikenessOf(group);
+    auto const marks = hungarian::Solve(costs);
+    float gain = 0;
+    int moves = 0;
+    std::vector<Track> const before = [&] {
+        std::vector<Track> copies;
+        for (Track const* track : group) copies.push_back(*track);
+        return copies;
+    }();
+    for (Eigen::Index i = 0; i < costs.rows(); ++i) {
+        for (Eigen::Index j = 0; j < costs.cols(); ++j) {
+            if (marks(i, j) != 1 || i == j) continue;
+            gain += costs(i, i) - costs(i, j);
+            ++moves;
+        }
+    }
+    if (moves == 0 || gain < LeastGain * static_cast<float>(moves)) return;
+    for (Eigen::Index i = 0; i < costs.rows(); ++i) {
+        for (Eigen::Index j = 0; j < costs.cols(); ++j) {
+            if (marks(i, j) == 1 && i != j) {
+                MoveTo(*group[static_cast<std::size_t>(i)], before[static_cast<std::size_t>(j)]);
+            }
+        }
+    }
+}
+
 }  // namespace
 
 float Likeness(Track const& track, Pose const& place, Foreground const& foreground,
@@ -72,6 +212,16 @@ std::vector<std::optional<std::size_t>> PairReturning(std::vector<Track*> const&
     return pairs;
 }
 
-void Untangle(std::vector<Track>&, Foreground const&, Frame const&, Options const&) {}
+void Untangle(std::vector<Track>& tracks, Foreground const& foreground, Frame const& frame,
+              Options const& options) {
+    NoteContacts(tracks);
+    Compare(tracks, foreground, frame);
+    auto const decided = static_cast<int>(std::ceil(DecisionTime * options.framesPerSecond));
+    for (Group const& group : GroupsToDecide(tracks, decided)) Exchange(group);
+    for (Track& track : tracks) {
+        std::erase_if(track.contacts,
+                      [&](Contact const& contact) { return contact.framesApart >= decided; });
+    }
+}
 
 }  // namespace kes::tracker

@@ -25,8 +25,9 @@ std::vector<std::optional<std::size_t>> PairReturning(std::vector<Track*> const&
                                                       Foreground const& foreground,
                                                       Frame const& frame, Options const& options);
 
-// Objects that have touched and are clear of each other again may have changed places unseen. Once
-// they have been apart for a moment, each is given the place that looks like it.
+// Notes which objects touch. Those that have touched and are clear of each other again may have
+// changed places unseen: once they have been apart for a moment, each is given the place that looks
+// like it. What an object looks like must not be learnt while it has contacts.
 void Untangle(std::vector<Track>& tracks, Foreground const& foreground, Frame const& frame,
               Options const& options);
 

@@ -18,6 +18,14 @@ enum class Sight {
     Lost,    // out of sight, reason unknown
 };
 
+// Another object that this one has touched, and what their looks have said since they parted.
+struct Contact {
+    int id;
+    int framesApart = 0;
+    float likenessHere = 0;   // of this object at its own place, summed over those frames
+    float likenessThere = 0;  // of this object at the other's place
+};
+
 struct Track {
     int id = 0;
     Pose pose{};
@@ -50,7 +58,7 @@ struct Track {
     int framesAtRest = 0;  // for how long
     bool isStanding = false;
 
-    std::vector<int> contacts;  // ids of objects that it has touched and not yet been told from
+    std::vector<Contact> contacts;  // not yet told from this one
 };
 
 }  // namespace kes::tracker

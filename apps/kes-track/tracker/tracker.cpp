@@ -12,6 +12,7 @@
 #include "tracker/placement.hpp"
 #include "tracker/scene_scale.hpp"
 #include "tracker/silhouette.hpp"
+#include "tracker/veil.hpp"
 
 namespace kes::tracker {
 namespace {
@@ -61,6 +62,7 @@ private:
     Foreground foreground;
     SceneScale scale;
     Silhouette usualSilhouette;
+    Veil veil;
     Coverage coverage;
     std::vector<Track> tracks;
     std::vector<Event> events;  // of this frame
@@ -73,6 +75,7 @@ Result Tracker::Impl::Process(Frame const& frame) {
         tracks.clear();
         scale = {};
         usualSilhouette = {};
+        veil.Begin(foreground.Cells().size());
     }
     if (foreground.Cells().empty()) return {};
     frameSize = frame.GetSize();
@@ -121,7 +124,7 @@ void Tracker::Impl::Predict() {
 
 // Where each object is now, and which of them are in sight.
 void Tracker::Impl::Follow(Frame const& frame) {
-    coverage.Begin(foreground.Cells());
+    coverage.Begin(foreground.Cells(), veil.Cells());
     std::vector<Track*> followed;
     for (Track& track : tracks) {
         if (track.sight != Sight::Lost) followed.push_back(&track);
@@ -182,6 +185,7 @@ void Tracker::Impl::NoteWhoIsAlone() {
 // What objects look like is learnt only from those that nothing disturbs.
 void Tracker::Impl::Learn(Frame const& frame) {
     constexpr float LeastEvidence = 0.5F;
+    constexpr float VeilEvidence = 0.4F;
     constexpr float SizeRate = 0.1F;
     constexpr float FactorRate = 0.05F;
     constexpr float SmallestFactor = 0.7F;
@@ -190,6 +194,9 @@ void Tracker::Impl::Learn(Frame const& frame) {
     constexpr float UsualShapeRate = 0.01F;
     float const minimumHeight = options.minimumHeight * static_cast<float>(foreground.Cells().rows);
     for (Track& track : tracks) {
+        if (track.confirmed && track.framesOut == 0 && track.evidence >= VeilEvidence) {
+            veil.Learn(track, foreground.Cells());
+        }
         if (!track.isAlone || track.evidence < LeastEvidence) continue;
         auto const measured = Measure(track.pose, foreground.Cells());
         if (!measured || measured->height < minimumHeight) continue;
@@ -202,7 +209,7 @@ void Tracker::Impl::Learn(Frame const& frame) {
             }
         }
         track.silhouette.Learn(*measured, foreground.Cells(), ShapeRate);
-        Teach(track, foreground, frame);
+        if (track.contacts.empty()) Teach(track, foreground, frame);
         // What flickers in place says nothing about the scene.
         bool const hasMoved = std::hypot(track.pose.x - track.start.x,
                                          track.pose.foot - track.start.foot) > track.pose.width;
@@ -283,7 +290,10 @@ void Tracker::Impl::Dismiss() {
 Box Tracker::Impl::PixelBox(Track const& track) const {
     auto const width = static_cast<float>(frameSize[0]);
     auto const height = static_cast<float>(frameSize[1]);
-    Box const box = Scaled(BoxOf(track.pose), 2);
+    // A cell looks at 4 x 4 pixels, two beyond its own to the right and below: it sees an object
+    // one cell before the object begins.
+    Box const cells = BoxOf(track.pose);
+    Box const box = Scaled({cells.left + 1.0F, cells.top + 1.0F, cells.right, cells.bottom}, 2);
     return {std::clamp(box.left, 0.0F, width), std::clamp(box.top, 0.0F, height),
             std::clamp(box.right, 0.0F, width), std::clamp(box.bottom, 0.0F, height)};
 }
