@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <limits>
 #include <random>
@@ -12,8 +14,11 @@
 
 #include <gtest/gtest.h>
 
+#include "algorithm/tracking_base/solve_deferred.hpp"
+#include "algorithm/tracking_base/solve_dense.hpp"
 #include "support/best_assignment.hpp"
 #include "support/cost_matrices.hpp"
+#include "support/instruction_sets.hpp"
 #include "support/plain_assignment.hpp"
 
 namespace {
@@ -57,8 +62,32 @@ testing::AssertionResult SameMarks(Marks const& expected, Marks const& actual) {
     return failure;
 }
 
-testing::AssertionResult SameMarksAsPlainSteps(Costs const& costs) {
-    testing::AssertionResult result = SameMarks(PlainSolve(costs), Solve(costs));
+// The library's two solvers, and the choice between them, on every instruction set.
+testing::AssertionResult AllWaysMarkWhatThePlainStepsMark(Costs const& costs) {
+    namespace hungarian = kes::algorithm::tracking_base::hungarian;
+    Marks const expected = PlainSolve(costs);
+    if (auto result = SameMarks(expected, Solve(costs)); !result) return result;
+    if (costs.size() == 0) return testing::AssertionSuccess();
+
+    auto const rows = static_cast<std::size_t>(costs.rows());
+    auto const columns = static_cast<std::size_t>(costs.cols());
+    float const largest = (costs == F || costs == Infinity).select(0, costs.abs()).maxCoeff();
+    Marks marks(costs.rows(), costs.cols());
+    testing::AssertionResult result = testing::AssertionSuccess();
+    for (std::int64_t const set : kes::test::InstructionSets()) {
+        hwy::SetSupportedTargetsForTest(set);
+        hungarian::SolveDense(costs.data(), largest, rows, columns, marks.setZero().data());
+        result = SameMarks(expected, marks);
+        if (!result) result << "\nby SolveDense, " << hwy::TargetName(set);
+        if (result && costs.minCoeff() >= 0 &&
+            hungarian::SolveDeferred(costs.data(), largest, rows, columns,
+                                     marks.setZero().data())) {
+            result = SameMarks(expected, marks);
+            if (!result) result << "\nby SolveDeferred, " << hwy::TargetName(set);
+        }
+        if (!result) break;
+    }
+    hwy::SetSupportedTargetsForTest(0);
     if (!result && costs.size() <= 400) {
         Eigen::IOFormat const exact(9);
         result << "\nfor\n" << costs.format(exact);
@@ -100,7 +129,7 @@ TEST(Solve, MarksTheWorkedExamples) {
         SCOPED_TRACE(c.what);
         auto const costs = FromRows<Costs>(c.costs);
         EXPECT_TRUE(SameMarks(FromRows<Marks>(c.marks), Solve(costs)));
-        EXPECT_TRUE(SameMarksAsPlainSteps(costs));
+        EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
     }
 }
 
@@ -139,7 +168,16 @@ TEST(Solve, StopsWhereSumsOverflow) {
                                          {-1e38F, -1e38F, 2, 1},
                                          {-2e38F, 1, -2e38F, 2},
                                          {-1e38F, 0, 0, -3e38F}});
-    EXPECT_TRUE(SameMarksAsPlainSteps(costs));
+    EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
+}
+
+TEST(Solve, MarksLargeMatricesLikeThePlainSteps) {
+    std::mt19937 random(3);
+    for (char const* kind : {"uniform", "tenths", "crowd", "gated", "twenty orders of magnitude"}) {
+        SCOPED_TRACE(kind);
+        Costs const costs = kes::test::CostKindNamed(kind).make(200, 190, random);
+        EXPECT_TRUE(SameMarks(PlainSolve(costs), Solve(costs)));
+    }
 }
 
 class SolveOfKind : public testing::TestWithParam<CostKind> {};
@@ -148,7 +186,7 @@ TEST_P(SolveOfKind, MarksWhatThePlainStepsMark) {
     std::mt19937 random(1);
     auto const check = [&](Index rows, Index columns) {
         SCOPED_TRACE(testing::Message() << rows << " x " << columns);
-        EXPECT_TRUE(SameMarksAsPlainSteps(GetParam().make(rows, columns, random)));
+        EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(GetParam().make(rows, columns, random)));
         return !HasFailure();
     };
     // Every small shape many times, then larger ones of either proportion.

@@ -21,8 +21,8 @@ using Marks = Eigen::Array<std::uint8_t, Eigen::Dynamic, Eigen::Dynamic, Eigen::
 namespace detail {
 
 /// The solver behind Solve, on plain memory: both arrays hold rows * columns elements, column after
-/// column. Overwrites every mark; `costs` is left in an unspecified state. Throws as Solve does.
-KES_EXPORT void MarkPairs(float* costs, std::int64_t rows, std::int64_t columns,
+/// column. Overwrites every mark. Throws as Solve does.
+KES_EXPORT void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns,
                           std::uint8_t* marks);
 
 }  // namespace detail

@@ -1,0 +1,17 @@
+// The assignment solver for costs that are not negative. It gives the marks of the five steps and
+// does next to none of their work on the matrix.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kes::algorithm::tracking_base::hungarian {
+
+// costs: rows * columns of them, column after column, neither number 0; each is at least 0, and the
+// largest finite float or +infinity where forbidden. largest: the largest that is not, or 0.
+// marks: as many, all 0; receives 1 for a pair and 2 for a prime that is left.
+// Returns false, with the marks untouched, where sums could come near the largest float.
+bool SolveDeferred(float const* costs, float largest, std::size_t rows, std::size_t columns,
+                   std::uint8_t* marks);
+
+}  // namespace kes::algorithm::tracking_base::hungarian
