@@ -181,7 +181,9 @@ void Reader::Impl::OpenDecoder() {
     if (!codec) throw std::bad_alloc();
     int error = avcodec_parameters_to_context(codec.get(), stream->codecpar);
     codec->pkt_timebase = timeBase;
-    codec->thread_count = 0;  // as many as the machine has processors
+    // With several threads libavcodec 59 hands out a picture before it has noted its damage, so that
+    // the same file would be called whole or damaged by chance; a camera's pictures would come late.
+    codec->thread_count = 1;
     codec->max_pixels = MostPixels;
     if (error >= 0) error = avcodec_open2(codec.get(), decoder, nullptr);
     if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
