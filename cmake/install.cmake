@@ -2,19 +2,22 @@
 include(CMakePackageConfigHelpers)
 
 set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/kes_algorithm_tracking_base)
-set(libraries kes_algorithm_tracking_base)
 if(KES_EXTERNAL_MEDIA)
     set(pkgConfigRequires "eigen3 kes_media")
     set(pkgConfigLibs "-lkes_algorithm_tracking_base")
 else()
-    list(APPEND libraries kes_media)
     set(pkgConfigRequires "eigen3")
     set(pkgConfigLibs "-lkes_algorithm_tracking_base -lkes_media")
 endif()
 
-install(TARGETS ${libraries} EXPORT kes_targets
+install(TARGETS kes_algorithm_tracking_base EXPORT kes_targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
     NAMELINK_COMPONENT development)
+if(NOT KES_EXTERNAL_MEDIA)
+    install(TARGETS kes_media EXPORT kes_targets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT media
+        NAMELINK_COMPONENT development)
+endif()
 install(DIRECTORY include/kes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 install(EXPORT kes_targets
     NAMESPACE kes::
