@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "algorithm/tracking_base/smog_nearest.hpp"
 #include "algorithm/tracking_base/smog_sampling.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
@@ -13,56 +14,26 @@ namespace {
 constexpr std::uint32_t WholeWeight = 256;
 constexpr std::uint32_t LearningWeight = 25;
 
-// r, g, i and vp.
-using Sample = std::array<std::uint32_t, Smog::ChannelCount>;
-
-// What the samples of one component add up to. 1200 samples of at most 256 stay far below 2^32.
+// What the samples of one component add up to. 1200 samples of at most 511 stay below 2^32.
 struct Sums {
     std::uint32_t count;
-    Sample values;
-    Sample squares;
-
-    void Add(Sample const& sample) {
-        ++count;
-        for (std::size_t c = 0; c < sample.size(); ++c) {
-            values[c] += sample[c];
-            squares[c] += sample[c] * sample[c];
-        }
-    }
+    std::array<std::uint32_t, Smog::ChannelCount> values;
+    std::array<std::uint32_t, Smog::ChannelCount> squares;
 };
 
-// Finds the component with the nearest means, the first of several.
-class Nearest {
-public:
-    explicit Nearest(Gaussians const& gaussians) {
-        for (std::size_t k = 0; k < gaussians.size(); ++k) {
-            for (std::size_t c = 0; c < Smog::ChannelCount; ++c) {
-                means[c][k] = static_cast<std::int16_t>(gaussians[k].means[c]);
-            }
+std::array<Sums, Smog::ComponentCount> SumUp(Samples const& samples, Assignment const& assignment) {
+    std::array<Sums, Smog::ComponentCount> sums{};
+    for (std::size_t i = 0; i < samples.count; ++i) {
+        Sums& sum = sums[static_cast<std::size_t>(assignment[i])];
+        ++sum.count;
+        for (std::size_t c = 0; c < Smog::ChannelCount; ++c) {
+            auto const value = static_cast<std::uint32_t>(samples.channels[c][i]);
+            sum.values[c] += value;
+            sum.squares[c] += value * value;
         }
     }
-
-    std::size_t To(Sample const& sample) const {
-        std::array<std::int32_t, Smog::ComponentCount> distances{};
-        for (std::size_t c = 0; c < sample.size(); ++c) {
-            for (std::size_t k = 0; k < distances.size(); ++k) {
-                auto const difference =
-                    static_cast<std::int16_t>(static_cast<std::int16_t>(sample[c]) - means[c][k]);
-                distances[k] += difference * difference;
-            }
-        }
-        // Distances are below 2^20; with the index in their low bits, the least one names it.
-        std::int32_t least = distances[0] << 3;
-        for (std::size_t k = 1; k < distances.size(); ++k) {
-            least = std::min(least, distances[k] << 3 | static_cast<std::int32_t>(k));
-        }
-        return static_cast<std::size_t>(least & 7);
-    }
-
-private:
-    // By channel and component.
-    std::array<std::array<std::int16_t, Smog::ComponentCount>, Smog::ChannelCount> means;
-};
+    return sums;
+}
 
 std::uint32_t Blend(std::uint32_t old, std::uint32_t measured, std::uint32_t weight) {
     return ((WholeWeight - weight) * old + weight * measured) >> 8;
@@ -91,19 +62,24 @@ Smog::Smog() : gaussians{}, untrained(true) {
 
 void Smog::Update(geometry::Rectangle<int> const& blob, BitMask const& mask, Frame const& frame) {
     RequireHalfSize(mask, frame);
-    std::array<Sums, ComponentCount> sums{};
-    int const sampleCount =
-        VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
-            RequireWords(mask);
-            Nearest const nearest(gaussians);
-            return detail::SampleSmog<Format>(blob, mask, frame, [&](int vp) {
-                return [&, vp = static_cast<std::uint32_t>(vp)](Rgi const& colour) {
-                    Sample const sample{colour.r, colour.g, colour.i, vp};
-                    sums[nearest.To(sample)].Add(sample);
-                };
-            });
+    Samples samples;
+    VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
+        RequireWords(mask);
+        detail::SampleSmog<Format>(blob, mask, frame, [&samples](int vp) {
+            return [&samples, vp](Rgi const& colour) {
+                std::size_t const i = samples.count++;
+                samples.channels[Red][i] = static_cast<std::int16_t>(colour.r);
+                samples.channels[Green][i] = static_cast<std::int16_t>(colour.g);
+                samples.channels[Intensity][i] = static_cast<std::int16_t>(colour.i);
+                samples.channels[Height][i] = static_cast<std::int16_t>(vp);
+            };
         });
-    if (sampleCount == 0) return;
+    });
+    if (samples.count == 0) return;
+
+    Assignment assignment;
+    AssignSamples(gaussians, samples, assignment);
+    auto const sums = SumUp(samples, assignment);
 
     std::uint32_t const weight = untrained ? WholeWeight : LearningWeight;
     for (std::size_t k = 0; k < gaussians.size(); ++k) {

@@ -44,9 +44,6 @@ void RequireWords(BitMask const& mask) {
 }
 
 SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask) {
-    constexpr std::int64_t MaxRows = 60;
-    constexpr std::int64_t MaxColumns = 20;
-
     std::int64_t const left = std::max(0, blob.left);
     std::int64_t const top = std::max(0, blob.top);
     std::int64_t const width = std::min<std::int64_t>(mask.width, blob.right) - left;
@@ -57,8 +54,8 @@ SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask) {
     SampleGrid grid;
     grid.left = left;
     grid.top = top;
-    grid.rowCount = std::min(height, MaxRows);
-    grid.columnCount = std::min(width, MaxColumns);
+    grid.rowCount = std::min<std::int64_t>(height, MaxSampleRows);
+    grid.columnCount = std::min<std::int64_t>(width, MaxSampleColumns);
     grid.rowStep = (height << 16) / grid.rowCount;
     grid.columnStep = (width << 16) / grid.columnCount;
     // 32 bits: for a blob that begins 65536 rows or more above the mask the height wraps.

@@ -17,13 +17,11 @@
 #include <kes/media/colour_format.hpp>
 #include <kes/media/video/frame.hpp>
 
+#include "algorithm/tracking_base/smog_model.hpp"
+
 namespace kes::algorithm::tracking_base::appearance {
 
 using Frame = media::video::FrameBase<void const>;
-using Gaussians = std::array<Smog::Gaussian, Smog::ComponentCount>;
-
-enum Channel : std::size_t { Red, Green, Intensity, Height };
-
 // The colour of a cell: red and green share of its light, 0 to 256, and intensity, 0 to 254.
 struct Rgi {
     std::uint32_t r;
@@ -56,18 +54,23 @@ inline Rgi ComputeRgi(std::uint32_t red, std::uint32_t green, std::uint32_t blue
     return {ShareOf(red, light), ShareOf(green, light), (light * ThirdBy22Bits) >> 22};
 }
 
+// 0 to 255 without a branch, which noise would have mispredicted at every other cell.
+inline std::uint32_t ClampToByte(std::int32_t value) {
+    std::int32_t const positive = value & ~(value >> 31);              // 0 where it was negative
+    std::int32_t const saturated = positive | (255 - positive) >> 31;  // all ones above 255
+    return static_cast<std::uint32_t>(saturated & 255);
+}
+
 // BT.709 Y'UV to RGB in fixed point with 21 fractional bits; luma is neither offset nor scaled.
 inline Rgi ComputeRgi(media::colour::Yuv const& yuv) {
     constexpr int FractionBits = 21;
-    auto const channel = [](std::int32_t value) {
-        return static_cast<std::uint32_t>(std::clamp(value >> FractionBits, 0, 255));
-    };
     std::int32_t const y = yuv.y << FractionBits;
     std::int32_t const u = yuv.u - 128;
     std::int32_t const v = yuv.v - 128;
-    return ComputeRgi(channel(y + 2685046 * v),              // 1.28033
-                      channel(y - 450510 * u - 798155 * v),  // -0.21482, -0.38059
-                      channel(y + 4462697 * u));             // 2.12798
+    return ComputeRgi(
+        ClampToByte((y + 2685046 * v) >> FractionBits),              // 1.28033
+        ClampToByte((y - 450510 * u - 798155 * v) >> FractionBits),  // -0.21482, -0.38059
+        ClampToByte((y + 4462697 * u) >> FractionBits));             // 2.12798
 }
 
 // The colour of the 2 x 2 pixels whose first byte is at `block`: three bytes a pixel, rows `stride`
@@ -177,8 +180,8 @@ struct SampleGrid {
     }
 };
 
-// At most 60 x 20 cells; none where the blob does not meet the mask or where its height is beyond
-// an int.
+// At most MaxSampleRows x MaxSampleColumns cells; none where the blob does not meet the mask or
+// where its height is beyond an int.
 SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask);
 
 // Bit k stands for component k.
