@@ -118,7 +118,7 @@ public:
         double const stationary = static_cast<double>(foreground.StationaryCells()) / cells;
         bool const isOnSheet = sheet && sheet->Note(picture.time, {moving, stationary});
         if (!video && !isOnSheet) return;
-        cv::Mat drawn = draw::ToBgr(picture.frame);
+        cv::Mat drawn = draw::ToBgr(picture.frame, picture.isFullRange);
         draw::Tint(drawn, foreground.Young(), draw::MovingColour);
         draw::Tint(drawn, foreground.Stationary(), draw::StationaryColour);
         if (isOnSheet) {
@@ -288,13 +288,11 @@ Run AddSegmentCommand(CLI::App& app) {
         ->type_name("FILE.png")
         ->group(Group);
     app.add_option("--masks", options->masks,
-                   "A PNG a frame, a pixel a cell of 2 x 2 pixels: 0 background, 128 young, 255 "
-                   "stationary")
+                   "A PNG a frame, a pixel a cell (2 x 2): 0 nothing, 128 young, 255 stationary")
         ->type_name("DIR")
         ->group(Group);
     app.add_option("--jsonl", options->jsonLines,
-                   "A JSON line a frame: index, time in seconds, young and stationary cells, "
-                   "microseconds in the segmenter")
+                   "A JSON line a frame: index, time, young and stationary cells, microseconds")
         ->type_name("FILE")
         ->group(Group);
     app.add_flag("--json", options->isSummaryJson, "The summary as JSON")->group(Group);

@@ -25,12 +25,21 @@ cv::Mat View(media::video::frame::PlaneBase<void const> const& plane, int rows, 
 
 }  // namespace
 
-cv::Mat ToBgr(media::video::FrameBase<void const> const& frame) {
+cv::Mat ToBgr(media::video::FrameBase<void const> const& frame, bool isFullRange) {
     auto const width = static_cast<int>(frame.GetWidth());
     auto const height = static_cast<int>(frame.GetHeight());
     cv::Mat luminance = View(frame.GetPlane(0), height, width, CV_8UC1);
-    cv::Mat const chroma =
-        View(frame.GetPlane(1), MadeEven(height) / 2, MadeEven(width) / 2, CV_8UC2);
+    cv::Mat chroma = View(frame.GetPlane(1), MadeEven(height) / 2, MadeEven(width) / 2, CV_8UC2);
+    if (isFullRange) {
+        constexpr double LuminanceScale = 219.0 / 255.0;
+        constexpr double ChromaScale = 224.0 / 255.0;
+        cv::Mat narrow;
+        luminance.convertTo(narrow, CV_8U, LuminanceScale, 16.0);
+        luminance = narrow;
+        cv::Mat narrowChroma;
+        chroma.convertTo(narrowChroma, CV_8U, ChromaScale, 128.0 * (1.0 - ChromaScale));
+        chroma = narrowChroma;
+    }
     bool const isEven = width % 2 == 0 && height % 2 == 0;
     if (!isEven) {
         cv::Mat padded;

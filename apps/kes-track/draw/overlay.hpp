@@ -22,8 +22,9 @@ struct LegendEntry {
     std::string text;
 };
 
-// An Nv12 frame as an 8-bit BGR picture of its own.
-cv::Mat ToBgr(media::video::FrameBase<void const> const& frame);
+// An Nv12 frame as an 8-bit BGR picture of its own. isFullRange: its luminance runs from 0 to 255,
+// not from 16 to 235.
+cv::Mat ToBgr(media::video::FrameBase<void const> const& frame, bool isFullRange = false);
 
 // One byte a cell: 255 where the mask is set, 0 elsewhere.
 cv::Mat Unpack(algorithm::BitMask const& mask);

@@ -139,7 +139,7 @@ void Outputs::Draw(video::Picture const& picture, tracker::Result const& result)
         sheet && sheet->Note(picture.time, {Share(result, size, false), Share(result, size, true)});
     bool const isInBackground = paths && paths->Note(result);
     if (!video && !isOnSheet && !isInBackground) return;
-    cv::Mat drawn = draw::ToBgr(picture.frame);
+    cv::Mat drawn = draw::ToBgr(picture.frame, picture.isFullRange);
     if (isInBackground) paths->Add(drawn);
     painter.Draw(drawn);
     if (isOnSheet) sheet->Add(drawn, Caption(result));

@@ -78,6 +78,40 @@ void GatherChroma(AVFrame const& decoded, cv::Mat& pairs) {
     cv::merge(planes, 2, pairs);
 }
 
+// Whether luminance uses all 256 values. Grey pictures do when nothing is said.
+bool IsFullRange(AVFrame const& decoded) {
+    if (decoded.color_range == AVCOL_RANGE_JPEG) return true;
+    if (decoded.color_range == AVCOL_RANGE_MPEG) return false;
+    switch (decoded.format) {
+        case AV_PIX_FMT_GRAY8:
+        case AV_PIX_FMT_YUVJ411P:
+        case AV_PIX_FMT_YUVJ420P:
+        case AV_PIX_FMT_YUVJ422P:
+        case AV_PIX_FMT_YUVJ440P:
+        case AV_PIX_FMT_YUVJ444P: return true;
+        default: return false;
+    }
+}
+
+cv::Mat LuminanceOf(AVFrame const& picture) {
+    return {picture.height, picture.width, CV_8UC1, picture.data[0],
+            static_cast<std::size_t>(picture.linesize[0])};
+}
+
+cv::Mat ChromaOf(AVFrame const& picture) {
+    return {HalfOf(picture.height), HalfOf(picture.width), CV_8UC2, picture.data[1],
+            static_cast<std::size_t>(picture.linesize[1])};
+}
+
+av::Frame MakeNv12(int width, int height) {
+    av::Frame picture = av::MakeFrame();
+    picture->format = AV_PIX_FMT_NV12;
+    picture->width = width;
+    picture->height = height;
+    if (av_frame_get_buffer(picture.get(), 0) < 0) throw std::bad_alloc();
+    return picture;
+}
+
 // What the two functions of a counted frame share.
 struct SharedPicture {
     av::Frame picture;
@@ -115,11 +149,13 @@ av::Frame Nv12Converter::ShareLuminance(AVFrame const& decoded) {
     av::Frame picture = av::MakeFrame();
     if (chroma == Chroma::Nv12) {
         if (av_frame_ref(picture.get(), &decoded) < 0) throw std::bad_alloc();
+        picture->color_range = IsFullRange(decoded) ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
         return picture;
     }
     picture->format = AV_PIX_FMT_NV12;
     picture->width = decoded.width;
     picture->height = decoded.height;
+    picture->color_range = IsFullRange(decoded) ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
     picture->buf[0] = av_buffer_ref(luminance);
     if (picture->buf[0] == nullptr) throw std::bad_alloc();
     picture->data[0] = decoded.data[0];
@@ -131,7 +167,7 @@ av::Frame Nv12Converter::ShareLuminance(AVFrame const& decoded) {
     picture->buf[1] =
         TakeBuffer(2 * static_cast<std::size_t>(pairs) * static_cast<std::size_t>(rows));
     picture->data[1] = picture->buf[1]->data;
-    cv::Mat target(rows, pairs, CV_8UC2, picture->data[1]);
+    cv::Mat target = ChromaOf(*picture);
     if (chroma == Chroma::None) {
         target.setTo(cv::Scalar::all(NeutralChroma));
     } else {
@@ -141,12 +177,8 @@ av::Frame Nv12Converter::ShareLuminance(AVFrame const& decoded) {
 }
 
 av::Frame Nv12Converter::Scale(AVFrame const& decoded, Size size) {
-    av::Frame picture = av::MakeFrame();
-    picture->format = AV_PIX_FMT_NV12;
-    picture->width = static_cast<int>(size[0]);
-    picture->height = static_cast<int>(size[1]);
-    if (av_frame_get_buffer(picture.get(), 0) < 0) throw std::bad_alloc();
-
+    av::Frame picture = MakeNv12(static_cast<int>(size[0]), static_cast<int>(size[1]));
+    picture->color_range = AVCOL_RANGE_MPEG;
     scaler.reset(sws_getCachedContext(scaler.release(), decoded.width, decoded.height,
                                       static_cast<AVPixelFormat>(decoded.format), picture->width,
                                       picture->height, AV_PIX_FMT_NV12, SWS_AREA | SWS_ACCURATE_RND,
@@ -163,9 +195,25 @@ av::Frame Nv12Converter::Scale(AVFrame const& decoded, Size size) {
     return picture;
 }
 
+av::Frame Upright(av::Frame picture, media::video::frame::Rotation rotation) {
+    using media::video::frame::Rotation;
+    if (rotation == Rotation::None) return picture;
+    bool const swapsSides = rotation != Rotation::Clockwise180;
+    av::Frame upright = swapsSides ? MakeNv12(picture->height, picture->width)
+                                   : MakeNv12(picture->width, picture->height);
+    upright->color_range = picture->color_range;
+    int const code = rotation == Rotation::Clockwise90    ? cv::ROTATE_90_CLOCKWISE
+                     : rotation == Rotation::Clockwise180 ? cv::ROTATE_180
+                                                          : cv::ROTATE_90_COUNTERCLOCKWISE;
+    cv::Mat luminance = LuminanceOf(*upright);
+    cv::Mat chroma = ChromaOf(*upright);
+    cv::rotate(LuminanceOf(*picture), luminance, code);
+    cv::rotate(ChromaOf(*picture), chroma, code);
+    return upright;
+}
+
 media::video::FrameBase<void const> Wrap(av::Frame picture,
-                                         media::video::FrameBase<void const>::TimePoint timestamp,
-                                         media::video::frame::Rotation rotation) {
+                                         media::video::FrameBase<void const>::TimePoint timestamp) {
     using Frame = media::video::FrameBase<void const>;
     using Plane = media::video::frame::PlaneBase<void const>;
     auto const width = static_cast<unsigned int>(picture->width);
@@ -181,7 +229,8 @@ media::video::FrameBase<void const> Wrap(av::Frame picture,
     owner->picture = std::move(picture);
     SharedPicture* const shared = owner.get();
     Frame frame(
-        planes, media::ColourFormat::Nv12, width, height, timestamp, rotation,
+        planes, media::ColourFormat::Nv12, width, height, timestamp,
+        media::video::frame::Rotation::None,
         [shared] { shared->references.fetch_add(1, std::memory_order_relaxed); },
         [shared] {
             if (shared->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete shared;

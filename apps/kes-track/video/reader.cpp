@@ -88,6 +88,7 @@ private:
     std::optional<nanoseconds> NominalLength() const;
 
     std::optional<Picture> Read();
+    Size Turned(Size size) const;
     bool Decode();
     void Feed();
     void KeepTime();
@@ -181,8 +182,9 @@ void Reader::Impl::OpenDecoder() {
     if (!codec) throw std::bad_alloc();
     int error = avcodec_parameters_to_context(codec.get(), stream->codecpar);
     codec->pkt_timebase = timeBase;
-    // With several threads libavcodec 59 hands out a picture before it has noted its damage, so that
-    // the same file would be called whole or damaged by chance; a camera's pictures would come late.
+    // With several threads libavcodec 59 hands out a picture before it has noted its damage, so
+    // that the same file would be called whole or damaged by chance; a camera's pictures would come
+    // late.
     codec->thread_count = 1;
     codec->max_pixels = MostPixels;
     if (error >= 0) error = avcodec_open2(codec.get(), decoder, nullptr);
@@ -261,15 +263,23 @@ std::optional<Picture> Reader::Impl::Read() {
         if (wanted++ % options.every != 0) continue;
 
         if (handedOut == 0) {
-            info.size = options.size.value_or(Size{static_cast<unsigned int>(decoded->width),
-                                                   static_cast<unsigned int>(decoded->height)});
+            info.size = options.size.value_or(Turned({static_cast<unsigned int>(decoded->width),
+                                                      static_cast<unsigned int>(decoded->height)}));
         }
         Frame::TimePoint const timestamp{wallClock + *time};
-        return Picture{handedOut++, *time,
-                       Wrap(converter.Convert(*decoded, info.size), timestamp, rotation)};
+        av::Frame picture = Upright(converter.Convert(*decoded, Turned(info.size)), rotation);
+        bool const isFullRange = picture->color_range == AVCOL_RANGE_JPEG;
+        return Picture{handedOut++, *time, Wrap(std::move(picture), timestamp), isFullRange};
     }
     isOver = true;
     return std::nullopt;
+}
+
+// The size with its sides exchanged where pictures lie on their side.
+Size Reader::Impl::Turned(Size size) const {
+    using media::video::frame::Rotation;
+    bool const liesOnSide = rotation == Rotation::Clockwise90 || rotation == Rotation::Clockwise270;
+    return liesOnSide ? Size{size[1], size[0]} : size;
 }
 
 // Fetches one picture into `decoded`; false when no more comes.

@@ -39,12 +39,14 @@ struct Picture {
     // Counted and Nv12. Its timestamp is the picture's time from the clock's epoch, or, for a live
     // stream that tells when it began, the time of day.
     Frame frame;
+    bool isFullRange;  // luminance runs from 0 to 255, not from 16 to 235
 };
 
 // Opens anything that libavformat and libavdevice open; "-" is standard input. Pictures have one
 // size throughout: that of the first, or ReadOptions::size; a clip that changes its size is scaled.
-// What comes in is not trusted: pictures beyond 64 Mi pixels are refused, and a file cannot make us
-// open anything over the network.
+// They stand upright: a clip that a player would turn is turned. What comes in is not trusted:
+// pictures beyond 64 Mi pixels are refused, and a file cannot make us open anything over the
+// network.
 class Reader {
 public:
     // Opens the input and decodes up to the first picture. Throws Failure (BadInput), and

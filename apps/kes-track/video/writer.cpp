@@ -11,7 +11,6 @@
 #include <opencv2/imgproc.hpp>
 
 extern "C" {
-#include <libavutil/display.h>
 #include <libavutil/opt.h>
 }
 
@@ -41,7 +40,7 @@ unsigned int MadeEven(unsigned int side) { return side + side % 2; }
 
 class Writer::Impl {
 public:
-    Impl(std::string path, Size size, double frameRate, media::video::frame::Rotation rotation);
+    Impl(std::string path, Size size, double frameRate);
     ~Impl();
 
     void Write(cv::Mat const& picture, std::chrono::nanoseconds time);
@@ -49,7 +48,7 @@ public:
 
 private:
     void OpenEncoder(Size size, double frameRate);
-    void OpenFile(media::video::frame::Rotation rotation);
+    void OpenFile();
     void Encode(AVFrame const* picture);
     int Check(int error) const;  // returns it when it is none
 
@@ -67,15 +66,14 @@ private:
     bool isOpen = false;
 };
 
-Writer::Impl::Impl(std::string outputPath, Size size, double frameRate,
-                   media::video::frame::Rotation rotation)
+Writer::Impl::Impl(std::string outputPath, Size size, double frameRate)
     : path(std::move(outputPath)) {
     av::Silence();
     AVFormatContext* context = nullptr;
     Check(avformat_alloc_output_context2(&context, nullptr, "mp4", path.c_str()));
     output.reset(context);
     OpenEncoder({MadeEven(size[0]), MadeEven(size[1])}, frameRate);
-    OpenFile(rotation);
+    OpenFile();
     isOpen = true;
 }
 
@@ -128,19 +126,12 @@ void Writer::Impl::OpenEncoder(Size size, double frameRate) {
     Check(av_frame_get_buffer(frame.get(), 0));
 }
 
-void Writer::Impl::OpenFile(media::video::frame::Rotation rotation) {
+void Writer::Impl::OpenFile() {
     stream = avformat_new_stream(output.get(), nullptr);
     if (stream == nullptr) throw std::bad_alloc();
     stream->time_base = codec->time_base;
     stream->avg_frame_rate = codec->framerate;
     Check(avcodec_parameters_from_context(stream->codecpar, codec.get()));
-    if (rotation != media::video::frame::Rotation::None) {
-        constexpr std::size_t MatrixBytes = 9 * sizeof(std::int32_t);
-        auto* const matrix = reinterpret_cast<std::int32_t*>(
-            av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, MatrixBytes));
-        if (matrix == nullptr) throw std::bad_alloc();
-        av_display_rotation_set(matrix, 90.0 * static_cast<double>(rotation));
-    }
     Check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE));
     AVDictionary* settings = nullptr;
     av_dict_set(&settings, "movflags", "+faststart", 0);  // plays before it is loaded whole
@@ -199,9 +190,8 @@ void Writer::Impl::Close() {
     Check(avio_closep(&output->pb));
 }
 
-Writer::Writer(std::string const& path, Size size, double frameRate,
-               media::video::frame::Rotation rotation)
-    : impl(std::make_unique<Impl>(path, size, frameRate, rotation)) {}
+Writer::Writer(std::string const& path, Size size, double frameRate)
+    : impl(std::make_unique<Impl>(path, size, frameRate)) {}
 Writer::Writer(Writer&&) noexcept = default;
 Writer& Writer::operator=(Writer&&) noexcept = default;
 Writer::~Writer() = default;

@@ -17,8 +17,7 @@ namespace kes::track::video {
 class Writer {
 public:
     // size in pixels; frameRate: about how many pictures a second there will be.
-    Writer(std::string const& path, Size size, double frameRate,
-           media::video::frame::Rotation rotation = media::video::frame::Rotation::None);
+    Writer(std::string const& path, Size size, double frameRate);
     Writer(Writer&&) noexcept;
     Writer& operator=(Writer&&) noexcept;
 

@@ -1,5 +1,6 @@
 #include "video/nv12.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <thread>
@@ -125,14 +126,54 @@ TEST(Nv12Converter, ScalesToTheSizeAsked) {
     }
 }
 
+TEST(Upright, TurnsLuminanceAndChromaClockwise) {
+    using media::video::frame::Rotation;
+    struct Case {
+        Rotation rotation;
+        Sides sides;    // afterwards
+        int left, top;  // where the picture's upper left pixel goes
+    };
+    for (Case const& c :
+         {Case{Rotation::None, {32, 18}, 0, 0}, Case{Rotation::Clockwise90, {18, 32}, 17, 0},
+          Case{Rotation::Clockwise180, {32, 18}, 31, 17},
+          Case{Rotation::Clockwise270, {18, 32}, 0, 31}}) {
+        SCOPED_TRACE(static_cast<int>(c.rotation));
+        av::Frame lying = test::MakePicture(AV_PIX_FMT_NV12, 32, 18, 0);
+        for (int y = 0; y < 18; ++y) std::fill_n(lying->data[0] + y * lying->linesize[0], 32, 50);
+        lying->data[0][0] = 200;
+        lying->data[1][0] = 201;
+        lying->data[1][1] = 202;
+        av::Frame const upright = Upright(std::move(lying), c.rotation);
+        EXPECT_EQ(upright->width, c.sides.width);
+        EXPECT_EQ(upright->height, c.sides.height);
+        EXPECT_EQ(ByteAt(upright, 0, c.left, c.top), 200);
+        EXPECT_EQ(ByteAt(upright, 1, c.left / 2 * 2, c.top / 2), 201);
+        EXPECT_EQ(ByteAt(upright, 1, c.left / 2 * 2 + 1, c.top / 2), 202);
+    }
+}
+
+TEST(Nv12Converter, TellsWhichRangeLuminanceHas) {
+    Nv12Converter converter;
+    for (auto const& [format, range] : {std::pair{AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG},
+                                        std::pair{AV_PIX_FMT_YUVJ422P, AVCOL_RANGE_JPEG},
+                                        std::pair{AV_PIX_FMT_GRAY8, AVCOL_RANGE_JPEG},
+                                        std::pair{AV_PIX_FMT_RGB24, AVCOL_RANGE_MPEG}}) {
+        av::Frame const decoded = test::MakePicture(format, 32, 16, 0);
+        EXPECT_EQ(converter.Convert(*decoded, {32, 16})->color_range, range)
+            << av_get_pix_fmt_name(format);
+    }
+    av::Frame const decoded = test::MakePicture(AV_PIX_FMT_YUV420P, 32, 16, 0);
+    decoded->color_range = AVCOL_RANGE_JPEG;
+    EXPECT_EQ(converter.Convert(*decoded, {32, 16})->color_range, AVCOL_RANGE_JPEG);
+}
+
 // The frame's memory is watched by the address sanitizer; here the picture's content is.
 TEST(Wrap, KeepsThePictureForAsLongAsAnyCopyOfTheFrame) {
     auto const timestamp =
         media::video::FrameBase<void const>::TimePoint(std::chrono::nanoseconds(1234567890));
     std::vector<media::video::FrameBase<void const>> copies;
     {
-        auto const frame = Wrap(test::MakePicture(AV_PIX_FMT_NV12, 33, 17, 2), timestamp,
-                                media::video::frame::Rotation::Clockwise90);
+        auto const frame = Wrap(test::MakePicture(AV_PIX_FMT_NV12, 33, 17, 2), timestamp);
         copies.assign(8, frame);
         EXPECT_TRUE(copies[0] == frame);
     }
@@ -149,7 +190,6 @@ TEST(Wrap, KeepsThePictureForAsLongAsAnyCopyOfTheFrame) {
     EXPECT_EQ(frame.GetColourFormat(), media::ColourFormat::Nv12);
     EXPECT_EQ(frame.GetSize(), (Size{33, 17}));
     EXPECT_EQ(frame.GetTimestamp(), timestamp);
-    EXPECT_EQ(frame.GetRotation(), media::video::frame::Rotation::Clockwise90);
     EXPECT_GE(frame.GetPlane(1).GetStride(), 34);
     EXPECT_EQ(frame.GetPlane(1).GetSize(),
               static_cast<unsigned long>(9 * frame.GetPlane(1).GetStride()));
