@@ -1,4 +1,5 @@
-// A fuzz input read as a stream of small choices, and the check that ends the run.
+// A fuzz input read as a stream of small choices, and the check that ends the run. Compilers differ
+// in the order in which they evaluate a call's arguments, so draw in braces or one by one.
 #pragma once
 
 #include <algorithm>

@@ -175,8 +175,9 @@ private:
 
     void FindUnit() {
         // 21 bits for the costs leave 3 for sums.
+        if (largest == 0) return;
         int const exponent = std::max(std::ilogb(largest) - 20, -149);
-        if (largest == 0 || exponent > 100) return;
+        if (exponent > 100) return;
         unit = std::ldexp(1.0F, exponent);
         float const magic = unit * 0x1p23F;
         isExact = true;
