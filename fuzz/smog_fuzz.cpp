@@ -1,0 +1,235 @@
+// Any picture, mask, rectangle and order of operations, against the appearance model written a
+// second time; what lies outside the contract must end in a documented exception or in nothing.
+#include <array>
+#include <bit>
+#include <cmath>
+#include <optional>
+#include <sstream>
+#include <stdexcept>
+
+#include <kes/algorithm/tracking_base/smog.hpp>
+
+#include "bytes.hpp"
+#include "support/colour_picture.hpp"
+#include "support/plain_smog.hpp"
+
+namespace {
+
+using kes::algorithm::BitMask;
+using kes::algorithm::tracking_base::appearance::BlobScore;
+using kes::algorithm::tracking_base::appearance::Smog;
+using kes::fuzz::Bytes;
+using kes::fuzz::Check;
+using kes::media::ColourFormat;
+using kes::test::ColourPicture;
+using kes::test::PlainSmog;
+
+using Frame = kes::media::video::FrameBase<void const>;
+using Rectangle = kes::geometry::Rectangle<int>;
+
+struct Scene {
+    ColourPicture picture;
+    BitMask mask;
+    bool hasHalfSize;
+    bool hasWords;
+};
+
+Scene TakeScene(Bytes& bytes) {
+    // One format too many: one without colours.
+    auto const format = static_cast<ColourFormat>(bytes.Below(6));
+    auto const [width, height, padding] =
+        std::array{bytes.Below(130), bytes.Below(100), bytes.Below(3)};
+    Scene scene{ColourPicture(format, width, height, padding), {}, true, true};
+
+    auto const pattern = bytes.Take<std::array<unsigned char, 12>>();
+    unsigned int const noise = bytes.Flag() ? 256 : 1 + bytes.Below(16);
+    unsigned int const period = 1 + bytes.Below(200);
+    auto random = bytes.Take<std::uint16_t>() + 1U;
+    for (auto* const plane : {&scene.picture.plane0, &scene.picture.plane1}) {
+        for (std::size_t i = 0; i < plane->size(); ++i) {
+            random = random * 1664525U + 1013904223U;
+            std::size_t const band = i / (period * 3U) % 4;
+            (*plane)[i] =
+                static_cast<unsigned char>(pattern[band * 3 + i % 3] + (random >> 16) % noise);
+        }
+    }
+
+    BitMask& mask = scene.mask;
+    mask.width = scene.picture.width / 2;
+    mask.height = scene.picture.height / 2;
+    if (bytes.Below(32) == 1) mask.width += bytes.Below(3);
+    if (bytes.Below(32) == 1) mask.height += bytes.Below(3);
+    scene.hasHalfSize =
+        mask.width == scene.picture.width / 2 && mask.height == scene.picture.height / 2;
+    mask.words.resize((std::size_t{mask.width} + 31) / 32 * mask.height);
+    unsigned int const density = bytes.Below(4);
+    for (std::uint32_t& word : mask.words) {
+        random = random * 1664525U + 1013904223U;
+        word = density == 0 ? bytes.Take<std::uint32_t>() : density == 1 ? ~0U : random * density;
+    }
+    if (bytes.Below(32) == 1 && !mask.words.empty()) {
+        mask.words.pop_back();
+        scene.hasWords = false;
+    }
+    return scene;
+}
+
+// Around the mask, or inside it with the corners in order, or anywhere at all.
+Rectangle TakeBlob(Bytes& bytes, BitMask const& mask) {
+    auto const around = [&](std::uint32_t extent) {
+        return static_cast<int>(bytes.Below(extent * 3 + 4)) - static_cast<int>(extent) - 2;
+    };
+    auto const inside = [&](std::uint32_t extent) {
+        return static_cast<int>(bytes.Below(extent + 1));
+    };
+    switch (bytes.Below(8)) {
+        case 0: return bytes.Take<Rectangle>();
+        case 1:
+        case 2:
+            return {around(mask.width), around(mask.height), around(mask.width),
+                    around(mask.height)};
+        default: {
+            int const left = inside(mask.width);
+            int const top = inside(mask.height);
+            int const right = left + inside(mask.width - static_cast<unsigned>(left));
+            return {left, top, right, top + inside(mask.height - static_cast<unsigned>(top))};
+        }
+    }
+}
+
+// Whether the second model covers this blob: its ints overflow where the library's do not.
+bool IsPlain(Rectangle const& blob) {
+    for (int const corner : {blob.left, blob.top, blob.right, blob.bottom}) {
+        if (corner < -4096 || corner > 4096) return false;
+    }
+    return true;
+}
+
+std::string TextOf(Smog const& smog) {
+    std::ostringstream out;
+    out << smog;
+    return out.str();
+}
+
+bool SameBits(float a, float b) { return std::bit_cast<unsigned>(a) == std::bit_cast<unsigned>(b); }
+
+// The result of `operation`, or none where it refused.
+template <typename Operation>
+auto Try(Operation const& operation, std::string& refusal) -> std::optional<decltype(operation())> {
+    try {
+        return operation();
+    } catch (std::invalid_argument const& error) {
+        refusal = error.what();
+        return std::nullopt;
+    }
+}
+
+// What a whole-blob operation must refuse with; empty where it must not.
+std::string WholeRefusal(Scene const& scene) {
+    ColourFormat const format = scene.picture.format;
+    if (!scene.hasHalfSize) return "Blob mask dimensions must be half the frame size";
+    if (format == ColourFormat::Grey || format > ColourFormat::Nv12)
+        return "Unspported colour format";
+    return scene.hasWords ? "" : "Blob mask has too few words";
+}
+
+struct Models {
+    Smog smog;
+    PlainSmog plain;
+
+    void CheckEqual() const { Check(TextOf(smog) == plain.Text(), "text"); }
+
+    void Update(Scene const& scene, Rectangle const& blob) {
+        Smog const before = smog;
+        std::string refusal;
+        Frame const frame = scene.picture.View();
+        Try([&] { return smog.Update(blob, scene.mask, frame), 0; }, refusal);
+        Check(refusal == WholeRefusal(scene), "what Update refuses");
+        if (!refusal.empty()) {
+            Check(TextOf(smog) == TextOf(before), "a refusal changes nothing");
+        } else if (IsPlain(blob)) {
+            plain.Update(blob, scene.mask, frame);
+        } else {
+            smog = before;
+        }
+        CheckEqual();
+    }
+
+    void Score(Scene const& scene, Rectangle const& blob) const {
+        std::string refusal;
+        Frame const frame = scene.picture.View();
+        auto const score = Try([&] { return smog.ScoreBlob(blob, scene.mask, frame); }, refusal);
+        Check(refusal == WholeRefusal(scene), "what ScoreBlob refuses");
+        if (!score) return;
+        Check(*score >= 0 && *score <= 1, "a score's range");
+        if (IsPlain(blob)) {
+            Check(SameBits(*score, plain.ScoreBlob(blob, scene.mask, frame)), "score");
+        }
+    }
+
+    void Search(Bytes& bytes, Scene const& scene, Rectangle const& blob) const {
+        auto const tag = bytes.Take<std::uint32_t>();
+        auto const length = [&](unsigned int bound) {
+            return bytes.Below(8) == 0 ? bytes.Take<float>()
+                                       : static_cast<float>(bytes.Below(bound * 16)) / 16;
+        };
+        kes::geometry::Point<float, 2> const centre{length(70), length(60)};
+        kes::geometry::Dimension<float, 2> const expected{length(40), length(40)};
+        Frame const frame = scene.picture.View();
+        std::string refusal;
+        auto const result = Try(
+            [&] {
+                return smog.PartitionAndScoreBlob(blob, tag, scene.mask, frame, centre, expected);
+            },
+            refusal);
+        CheckEqual();
+        if (!result) {
+            Check(refusal.size() > 20, "a refusal has words");
+            return;
+        }
+        Check(result->score >= 0 && result->score <= 1, "a search's range");
+        bool const isEmpty = blob.left == blob.right || blob.top == blob.bottom;
+        if (isEmpty || !IsPlain(blob)) return;
+        for (float const value : {centre[0], centre[1], expected[0], expected[1]}) {
+            if (!(std::abs(value) < 4096)) return;
+        }
+        BlobScore const wanted =
+            plain.PartitionAndScoreBlob(blob, tag, scene.mask, frame, centre, expected);
+        Check(SameBits(result->score, wanted.score), "a search's score");
+        Check(SameBits(result->centre[0], wanted.centre[0]) &&
+                  SameBits(result->centre[1], wanted.centre[1]),
+              "a search's centre");
+        Check(result->size == wanted.size && SameBits(result->tag, wanted.tag),
+              "a search's size and tag");
+    }
+
+    void Sections(Bytes& bytes) const {
+        auto const width = static_cast<int>(bytes.Take<std::uint32_t>() >> 1);
+        auto const height = static_cast<int>(bytes.Take<std::uint32_t>() >> 1 >> bytes.Below(31));
+        Check(
+            smog.ComputeGaussianSectionRectangles({width, height}) == plain.Sections(width, height),
+            "sections");
+    }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    Bytes bytes(data, size);
+    Models models;
+    Scene scene = TakeScene(bytes);
+    for (int operations = 0; !bytes.IsEmpty() && operations < 30; ++operations) {
+        switch (bytes.Below(5)) {
+            case 0: scene = TakeScene(bytes); break;
+            case 1: models.Update(scene, TakeBlob(bytes, scene.mask)); break;
+            case 2: models.Score(scene, TakeBlob(bytes, scene.mask)); break;
+            case 3: {
+                Rectangle const blob = TakeBlob(bytes, scene.mask);
+                models.Search(bytes, scene, blob);
+                break;
+            }
+            case 4: models.Sections(bytes); break;
+        }
+    }
+    return 0;
+}
