@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <ostream>
+#include <sstream>
 #include <stdexcept>
 #include <streambuf>
 #include <string>
@@ -17,9 +18,12 @@
 #include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
+#include <kes/algorithm/tracking_base/smog.hpp>
+#include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/media/video/frame.hpp>
 
 #include "algorithm/tracking_base/emog_segmenter_impl.hpp"
+#include "support/colour_picture.hpp"
 #include "support/failing_memory.hpp"
 
 namespace {
@@ -27,6 +31,11 @@ namespace {
 using kes::algorithm::tracking_base::DetectionPoint;
 using kes::algorithm::tracking_base::EmogSegmenter;
 using kes::algorithm::tracking_base::LabelCollapser;
+using kes::algorithm::tracking_base::appearance::BlobScore;
+using kes::algorithm::tracking_base::appearance::Smog;
+using kes::algorithm::tracking_base::hungarian::Costs;
+using kes::algorithm::tracking_base::hungarian::Marks;
+using kes::algorithm::tracking_base::hungarian::Solve;
 using kes::media::ColourFormat;
 using kes::media::video::Allocate;
 using kes::media::video::frame::Rotation;
@@ -310,6 +319,105 @@ TEST(Faults, SurviveAFrameThatNoMemoryFits) {
     segmenter.Reset();
     scene.Process(segmenter);
     EXPECT_EQ(scene.foreground, scene.zeros) << "a first frame is all background";
+}
+
+// --- appearance
+
+// A model that has learnt a blob of a striped picture, and what it would be asked.
+struct Appearance {
+    explicit Appearance(ColourFormat format) : picture(format, 120, 80) {
+        for (std::size_t i = 0; i < picture.plane0.size(); ++i) {
+            picture.plane0[i] = static_cast<unsigned char>(i / 7 * 31);
+        }
+        smog.Update(blob, mask, picture.View());
+    }
+
+    BlobScore Search() const {
+        return smog.PartitionAndScoreBlob(blob, 7, mask, picture.View(), {30, 20}, {20, 15});
+    }
+
+    std::string Text() const {
+        std::ostringstream out;
+        out << smog;
+        return out.str();
+    }
+
+    kes::test::ColourPicture picture;
+    kes::algorithm::BitMask mask{60, 40, std::vector<std::uint32_t>(80, 0xFFFFFFFF)};
+    kes::geometry::Rectangle<int> blob{5, 5, 55, 38};
+    Smog smog;
+};
+
+class AppearanceFaults : public testing::TestWithParam<ColourFormat> {};
+INSTANTIATE_TEST_SUITE_P(, AppearanceFaults,
+                         testing::Values(ColourFormat::Rgb, ColourFormat::Yuv, ColourFormat::Nv12));
+
+TEST_P(AppearanceFaults, LeaveASearchWithoutATrace) {
+    Appearance const appearance(GetParam());
+    std::string const before = appearance.Text();
+    BlobScore const expected = appearance.Search();
+    int const allocations = EachAllocation([&](Fault& fault) {
+        BlobScore found{};
+        bool const struck = fault.Strikes([&] { found = appearance.Search(); });
+        EXPECT_EQ(found.score, struck ? 0.0F : expected.score);
+        EXPECT_EQ(appearance.Text(), before);
+    });
+    EXPECT_GE(allocations, 1);
+}
+
+TEST_P(AppearanceFaults, NeverMeetLearningAndScoring) {
+    Appearance appearance(GetParam());
+    EXPECT_EQ(EachAllocation([&](Fault& fault) {
+                  fault.Strikes([&] {
+                      Smog copy = appearance.smog;
+                      copy.Update(appearance.blob, appearance.mask, appearance.picture.View());
+                      copy.ScoreBlob(appearance.blob, appearance.mask, appearance.picture.View());
+                      copy.ComputeGaussianSectionRectangles({40, 100});
+                      NullStream() << copy;
+                  });
+              }),
+              0);
+}
+
+TEST_P(AppearanceFaults, RefuseWithTheModelUnchanged) {
+    Appearance appearance(GetParam());
+    std::string const before = appearance.Text();
+    appearance.mask.width = 59;
+    EachAllocation([&](Fault& fault) {
+        fault.StrikesRefusal<std::invalid_argument>([&] {
+            appearance.smog.Update(appearance.blob, appearance.mask, appearance.picture.View());
+        });
+        EXPECT_EQ(appearance.Text(), before);
+    });
+}
+
+// --- assignment
+
+TEST(Faults, LeaveNothingOfAnAssignment) {
+    for (Eigen::Index const side : {1, 7, 40, 130}) {
+        SCOPED_TRACE(testing::Message() << side << " rows");
+        Costs costs(side, side + 1);
+        for (Eigen::Index i = 0; i < costs.size(); ++i) {
+            costs.data()[i] = static_cast<float>((i * i + 3 * i) % 101) + 1;
+        }
+        Costs const before = costs;
+        Marks const expected = Solve(costs);
+        int const allocations = EachAllocation([&](Fault& fault) {
+            Marks marks;
+            bool const struck = fault.Strikes([&] { marks = Solve(costs); });
+            EXPECT_EQ(marks.size(), struck ? 0 : expected.size());
+            EXPECT_TRUE(struck || (marks == expected).all());
+            EXPECT_TRUE((costs == before).all());
+        });
+        EXPECT_GE(allocations, 2) << "the matrix and its marks";
+    }
+}
+
+TEST(Faults, RefuseCostsThatAreNoNumbers) {
+    Costs costs = Costs::Ones(3, 3);
+    costs(1, 1) = std::numeric_limits<float>::quiet_NaN();
+    EachAllocation(
+        [&](Fault& fault) { fault.StrikesRefusal<std::invalid_argument>([&] { Solve(costs); }); });
 }
 
 // --- labels
