@@ -13,8 +13,11 @@
 #include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
+#include <kes/algorithm/tracking_base/smog.hpp>
+#include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/media/video/frame.hpp>
 
+#include "support/colour_picture.hpp"
 #include "support/generated.hpp"
 
 namespace {
@@ -22,6 +25,10 @@ namespace {
 using kes::algorithm::tracking_base::DetectionPoint;
 using kes::algorithm::tracking_base::EmogSegmenter;
 using kes::algorithm::tracking_base::LabelCollapser;
+using kes::algorithm::tracking_base::appearance::Smog;
+using kes::algorithm::tracking_base::hungarian::Costs;
+using kes::algorithm::tracking_base::hungarian::Marks;
+using kes::algorithm::tracking_base::hungarian::Solve;
 using kes::media::ColourFormat;
 using kes::media::video::frame::Rotation;
 using kes::test::GeneratedVideo;
@@ -107,6 +114,40 @@ TEST(Threads, ShareAnAllocatedFrameAndFreeItOnce) {
         });
         for (int const sum : sums) EXPECT_EQ(sum, 256 * round);
     }
+}
+
+// One model, one mask and one frame for all threads.
+TEST(Threads, ScoreAgainstOneAppearance) {
+    kes::test::Generator random(5);
+    kes::test::ColourPicture picture(ColourFormat::Nv12, 200, 160);
+    for (unsigned char& byte : picture.plane0) byte = static_cast<unsigned char>(random.Below(40));
+    kes::algorithm::BitMask const mask{100, 80, std::vector<std::uint32_t>(320, 0x77777777)};
+    Frame const frame = picture.View();
+    Smog smog;
+    smog.Update({20, 10, 60, 70}, mask, frame);
+
+    auto const score = [&](std::size_t i) {
+        int const x = static_cast<int>(i);
+        auto const found =
+            smog.PartitionAndScoreBlob({x, 2, 90, 78}, 0, mask, frame, {45, 40}, {30, 50});
+        return std::vector<float>{smog.ScoreBlob({x, 5, 80, 75}, mask, frame), found.score,
+                                  found.centre[0], found.centre[1],
+                                  float(smog.ComputeGaussianSectionRectangles({40, 100})[3].top)};
+    };
+    auto const together = InParallel(score);
+    for (std::size_t i = 0; i < together.size(); ++i) EXPECT_EQ(together[i], score(i));
+}
+
+TEST(Threads, SolveSideBySideAsAlone) {
+    auto const solve = [](std::size_t seed) {
+        kes::test::Generator random(seed);
+        Costs costs(60, 70);
+        for (float& cost : costs.reshaped()) cost = static_cast<float>(random.Below(1000)) / 255;
+        Marks const marks = Solve(costs);
+        return std::vector<std::uint8_t>(marks.data(), marks.data() + marks.size());
+    };
+    auto const together = InParallel(solve);
+    for (std::size_t i = 0; i < together.size(); ++i) EXPECT_EQ(together[i], solve(i));
 }
 
 TEST(Threads, AskOneLabelCollapser) {

@@ -6,7 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include <kes/media/video/frame.hpp>
+#include "support/mask.hpp"
+#include "support/picture.hpp"
 
 namespace kes::test {
 
@@ -46,69 +47,56 @@ private:
 // goes back to old ones as often as to new ones.
 class GeneratedVideo {
 public:
-    GeneratedVideo(std::uint64_t seed, unsigned int width, unsigned int height,
-                   unsigned int padding)
-        : random(seed),
-          width(width),
-          height(height),
-          stride(width + padding),
+    GeneratedVideo(std::uint64_t seed, unsigned int width, unsigned int height, std::size_t padding)
+        : picture(width, height, padding),
+          freeze(width / 2, height / 2),
+          reset(width / 2, height / 2),
+          exclude(width / 2, height / 2),
+          random(seed),
           tilesPerRow(width / TileSide + 1),
-          looks(std::size_t{tilesPerRow} * (height / TileSide + 1)),
-          pixels(std::size_t{stride} * height),
-          freeze(std::size_t{(width / 2 + 31) / 32} * (height / 2)),
-          reset(freeze.size()),
-          exclude(freeze.size()) {
+          looks(tilesPerRow * (height / TileSide + 1)) {
         Advance();
     }
 
     void Advance() {
-        for (unsigned char& look : looks) {
-            if (random.OneIn(7)) look = static_cast<unsigned char>(random.Below(4));
+        for (unsigned int& look : looks) {
+            if (random.OneIn(7)) look = random.Below(4);
         }
         unsigned int const noise = 1 + random.Below(9);
-        for (unsigned int y = 0; y < height; ++y) {
-            for (unsigned int x = 0; x < width; ++x) {
-                unsigned int const tile = y / TileSide * tilesPerRow + x / TileSide;
-                unsigned int const texture = (x * 5 + y * 3 + tile * 7) % 32;
-                pixels[std::size_t{y} * stride + x] = static_cast<unsigned char>(
-                    looks[tile] * 67U + texture * (looks[tile] & 1U) + random.Below(noise));
+        for (unsigned int y = 0; y < picture.height; ++y) {
+            for (unsigned int x = 0; x < picture.width; ++x) {
+                std::size_t const tile = y / TileSide * tilesPerRow + x / TileSide;
+                auto const texture = static_cast<unsigned int>((x * 5 + y * 3 + tile * 7) % 32);
+                unsigned int const look = looks[tile];
+                picture.At(x, y) = static_cast<unsigned char>(look * 67 + texture * (look & 1) +
+                                                              random.Below(noise));
             }
         }
-        for (std::uint32_t& word : freeze) word = random.Word(3);
-        for (std::uint32_t& word : reset) word = random.Word(6);
-        for (std::uint32_t& word : exclude) word = random.Word(4);
-    }
-
-    media::video::FrameBase<void const> Frame() const {
-        media::video::FrameBase<void const>::Planes planes{};
-        planes[0] = {pixels.size(), pixels.data(), static_cast<long>(stride)};
-        return {planes, media::ColourFormat::Grey, width, height, {}, {}};
+        for (std::uint32_t& word : freeze.words) word = random.Word(3);
+        for (std::uint32_t& word : reset.words) word = random.Word(6);
+        for (std::uint32_t& word : exclude.words) word = random.Word(4);
     }
 
     // Takes the picture through a segmenter; returns foreground and stationary masks.
-    std::pair<std::vector<std::uint32_t>, std::vector<std::uint32_t>> Segment(
-        auto& segmenter) const {
-        std::vector<std::uint32_t> foreground(freeze.size());
-        std::vector<std::uint32_t> stationary(freeze.size());
-        segmenter.Process(Frame(), freeze.data(), reset.data(), exclude.data(), foreground.data(),
-                          stationary.data());
-        return {foreground, stationary};
+    std::pair<Mask, Mask> Segment(auto& segmenter) const {
+        std::pair<Mask, Mask> out{Mask(exclude.width, exclude.height),
+                                  Mask(exclude.width, exclude.height)};
+        segmenter.Process(picture.View(), freeze.words.data(), reset.words.data(),
+                          exclude.words.data(), out.first.words.data(), out.second.words.data());
+        return out;
     }
+
+    Picture picture;
+    Mask freeze;
+    Mask reset;
+    Mask exclude;
 
 private:
     static constexpr unsigned int TileSide = 6;
 
     Generator random;
-    unsigned int width;
-    unsigned int height;
-    unsigned int stride;
-    unsigned int tilesPerRow;
-    std::vector<unsigned char> looks;
-
-    std::vector<unsigned char> pixels;
-    std::vector<std::uint32_t> freeze;
-    std::vector<std::uint32_t> reset;
-    std::vector<std::uint32_t> exclude;
+    std::size_t tilesPerRow;
+    std::vector<unsigned int> looks;
 };
 
 }  // namespace kes::test
