@@ -37,6 +37,8 @@ struct RunOptions {
     std::chrono::nanoseconds persistence = std::chrono::milliseconds(400);
     std::chrono::nanoseconds concealment = std::chrono::seconds(2);
     std::chrono::nanoseconds memory = std::chrono::seconds(5);
+    std::optional<std::string> detections;
+    run::DetectionOptions detector;  // but for the file
     unsigned int jobs = 1;
     bool isSummaryJson = false;
     bool isQuiet = false;
@@ -71,6 +73,10 @@ std::vector<run::StreamOptions> Streams(RunOptions const& options) {
     for (std::string const& input : options.inputs) {
         run::StreamOptions stream = options.stream;
         stream.input = input;
+        if (options.detections) {
+            stream.detections = options.detector;
+            stream.detections->file = *options.detections;
+        }
         stream.tracker.stationaryTime = Seconds(options.stationaryTime);
         stream.tracker.holdOnTime = Seconds(options.holdOnTime);
         stream.tracker.persistence = Seconds(options.persistence);
@@ -83,6 +89,10 @@ std::vector<run::StreamOptions> Streams(RunOptions const& options) {
             auto const place = [&](std::optional<std::string>& path, char const* extension) {
                 if (path) path = Within(*path, name, extension);
             };
+            if (stream.detections) {
+                stream.detections->file =
+                    (std::filesystem::path(stream.detections->file) / (name + ".txt")).string();
+            }
             place(stream.outputs.mot, ".txt");
             place(stream.outputs.jsonLines, ".jsonl");
             place(stream.outputs.video, ".mp4");
@@ -233,6 +243,12 @@ std::optional<float> ParseThreshold(std::string_view text) {
     return static_cast<float>(*value);
 }
 
+std::optional<float> ParseConfidence(std::string_view text) {
+    auto const value = cli::ParseNumber(text);
+    if (!value) return std::nullopt;
+    return static_cast<float>(*value);
+}
+
 std::optional<float> ParseReach(std::string_view text) {
     auto const value = cli::ParseNumber(text);
     if (!value || *value < 0 || *value > 100) return std::nullopt;
@@ -301,6 +317,8 @@ void AddTracking(CLI::App& app, RunOptions& options) {
             Scene);
     addTime("--latency", options.stream.latency,
             "Decide each frame with this much of what follows it; 0 for at once [1s]", Scene);
+    addTime("--smoothing", options.stream.smoothing,
+            "Even boxes out over this much to either side [600ms]", Scene);
     addTime("--stationary", options.stationaryTime,
             "What stays in place this long is stationary [5s]", Scene);
     addTime("--hold-on", options.holdOnTime,
@@ -312,12 +330,34 @@ void AddTracking(CLI::App& app, RunOptions& options) {
         ->group(Scene);
 }
 
+void AddDetector(CLI::App& app, RunOptions& options) {
+    constexpr char const* Group = "Boxes from an outside detector";
+    app.add_option(
+           "--detections", options.detections,
+           "MOTChallenge detections in place of foreground (with several inputs, the folder "
+           "of such files)")
+        ->type_name("FILE")
+        ->group(Group);
+    cli::AddParsedOption(app, "--min-confidence", options.detector.minimumConfidence,
+                         ParseConfidence, "a number",
+                         "Leave out detections whose seventh column is less [0.5]")
+        ->type_name("NUMBER")
+        ->group(Group);
+    app.add_option(
+           "--labels", options.detector.labels,
+           "Which classes of the eighth column stand for the same: CLASS or CLASS,STANDS FOR "
+           "lines")
+        ->type_name("FILE")
+        ->group(Group);
+}
+
 }  // namespace
 
 Run AddRunCommand(CLI::App& app) {
     auto const options = std::make_shared<RunOptions>();
     options->stream.warmUp = std::chrono::minutes(2);
     options->stream.latency = std::chrono::seconds(1);
+    options->stream.smoothing = std::chrono::milliseconds(600);
     app.add_option("INPUT", options->inputs,
                    "Video files, streams (rtsp://...) or cameras (/dev/video0)")
         ->required();
@@ -326,6 +366,7 @@ Run AddRunCommand(CLI::App& app) {
         ->type_name("N");
     AddOutputs(app, *options);
     AddTracking(app, *options);
+    AddDetector(app, *options);
     cli::AddReadOptions(app, options->stream.read);
     options->stream.read.isCancelled = cli::Interrupted;
     return [options] { return RunTracker(*options); };

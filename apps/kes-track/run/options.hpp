@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "run/detections.hpp"
 #include "tracker/options.hpp"
 #include "video/reader.hpp"
 
@@ -23,9 +24,11 @@ struct StreamOptions {
     std::string input;
     video::ReadOptions read;
     OutputPaths outputs;
-    tracker::Options tracker;            // its rate is that of the input
-    std::chrono::nanoseconds warmUp{};   // of a recorded clip, to learn from before the start
-    std::chrono::nanoseconds latency{};  // by which results may come later than their frames
+    tracker::Options tracker;                    // its rate is that of the input
+    std::optional<DetectionOptions> detections;  // in place of foreground
+    std::chrono::nanoseconds warmUp{};     // of a recorded clip, to learn from before the start
+    std::chrono::nanoseconds latency{};    // by which results may come later than their frames
+    std::chrono::nanoseconds smoothing{};  // to either side, over which boxes are evened out
 };
 
 }  // namespace kes::track::run

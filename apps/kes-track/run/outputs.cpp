@@ -4,6 +4,8 @@
 #include <cmath>
 #include <exception>
 #include <sstream>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -65,6 +67,7 @@ std::string_view NameOf(tracker::EventType type) {
         case tracker::EventType::Arrived: return "arrived";
         case tracker::EventType::Stopped: return "stopped";
         case tracker::EventType::MovedOn: return "moved on";
+        case tracker::EventType::Absorbed: return "absorbed";
         case tracker::EventType::Left: return "left";
     }
     return "";
@@ -76,8 +79,9 @@ std::string_view NameOf(tracker::Sight sight) {
 
 }  // namespace
 
-Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip)
-    : painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))) {
+Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip, Detections const* boxes)
+    : detections(boxes),
+      painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))) {
     OutputPaths const& wanted = options.outputs;
     for (auto const& path : {wanted.mot, wanted.jsonLines, wanted.video, wanted.picture}) {
         if (path) RefuseToOverwrite(options.input, *path);
@@ -122,14 +126,16 @@ void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& r
     }
     Json objects = Json::array();
     for (tracker::Object const& object : result.objects) {
-        objects.push_back({{"id", object.id},
-                           {"kind", object.kind == tracker::Kind::Thing ? "thing" : "mover"},
-                           {"box", BoxJson(object.box)},
-                           {"sight", NameOf(object.sight)},
-                           {"standing", object.isStanding}});
+        Json one{{"id", object.id},
+                 {"kind", object.kind == tracker::Kind::Thing ? "thing" : "mover"},
+                 {"box", BoxJson(object.box)},
+                 {"sight", NameOf(object.sight)},
+                 {"standing", object.isStanding}};
+        if (detections != nullptr) one["label"] = detections->NameOf(object.label);
+        objects.push_back(std::move(one));
     }
     Json const line{{"frame", frame}, {"time", time}, {"objects", objects}};
-    jsonLines->Write(line.dump() + "\n");
+    jsonLines->Write(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 void Outputs::Draw(video::Picture const& picture, tracker::Result const& result) {

@@ -18,7 +18,9 @@ class Outputs {
 public:
     // Makes the files at once, so that one that cannot be is known before the work. Throws Failure:
     // BadOutput, and BadUsage for one that would overwrite the input.
-    Outputs(StreamOptions const& options, video::ClipInfo const& clip);
+    // detections, which may be null, must outlive this.
+    Outputs(StreamOptions const& options, video::ClipInfo const& clip,
+            Detections const* detections);
 
     // Call for every picture, in order.
     void Write(video::Picture const& picture, tracker::Result const& result);
@@ -32,6 +34,7 @@ private:
     void Draw(video::Picture const& picture, tracker::Result const& result);
     cv::Mat Page() const;
 
+    Detections const* detections;
     std::optional<OutputFile> mot;
     std::optional<OutputFile> jsonLines;
     std::optional<OutputFile> pictureFile;

@@ -88,15 +88,19 @@ StreamReport RunStream(StreamOptions const& options,
     tracker::Options settings = options.tracker;
     settings.framesPerSecond = report.clip.frameRate;
     tracker::Tracker tracker(settings);
-    Outputs outputs(options, report.clip);
+    std::optional<Detections> detections;
+    if (options.detections) detections.emplace(*options.detections);
+    Outputs outputs(options, report.clip, detections ? &*detections : nullptr);
 
-    if (options.warmUp.count() > 0 && IsRecorded(options.input)) {
+    if (!detections && options.warmUp.count() > 0 && IsRecorded(options.input)) {
         Timed(report.inWarmUp, [&] { WarmUp(options, tracker, report, advance); });
     }
 
-    auto const delay = static_cast<std::size_t>(std::llround(
-        std::chrono::duration<double>(options.latency).count() * report.clip.frameRate));
-    tracker::Settled settled(delay);
+    auto const framesIn = [&](std::chrono::nanoseconds time) {
+        return static_cast<std::size_t>(
+            std::llround(std::chrono::duration<double>(time).count() * report.clip.frameRate));
+    };
+    tracker::Settled settled(framesIn(options.latency), framesIn(options.smoothing));
     std::deque<video::Picture> waiting;  // for their results
     Census census(report);
     auto const write = [&](tracker::Result const& result) {
@@ -106,7 +110,10 @@ StreamReport RunStream(StreamOptions const& options,
     };
     while (auto picture = Timed(report.reading, [&] { return reader.Next(); })) {
         ++report.frames;
-        auto result = Timed(report.tracking, [&] { return tracker.Process(picture->frame); });
+        auto result = Timed(report.tracking, [&] {
+            return detections ? tracker.Process(picture->frame, detections->At(report.frames))
+                              : tracker.Process(picture->frame);
+        });
         advance({report.clip.length, picture->time - options.read.start, report.frames, false});
         waiting.push_back(std::move(*picture));
         if (auto const ready = settled.Push(std::move(result))) write(*ready);

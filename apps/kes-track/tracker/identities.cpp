@@ -17,12 +17,13 @@ constexpr float Forbidden = std::numeric_limits<float>::max();
 constexpr float UnknownLikeness = 0.5F;
 constexpr int KnownFrom = 3;  // updates of the appearance that make it known
 
-geometry::Rectangle<int> CellsOf(Pose const& pose, cv::Size size) {
+geometry::Rectangle<int> CellsOf(Pose const& pose, algorithm::BitMask const& mask) {
     Box const box = BoxOf(pose);
+    auto const width = static_cast<int>(mask.width);
+    auto const height = static_cast<int>(mask.height);
     auto const round = [](float value) { return static_cast<int>(std::lround(value)); };
-    return {std::clamp(round(box.left), 0, size.width), std::clamp(round(box.top), 0, size.height),
-            std::clamp(round(box.right), 0, size.width),
-            std::clamp(round(box.bottom), 0, size.height)};
+    return {std::clamp(round(box.left), 0, width), std::clamp(round(box.top), 0, height),
+            std::clamp(round(box.right), 0, width), std::clamp(round(box.bottom), 0, height)};
 }
 
 // Objects touch when this share of the smaller one's box is common to both.
@@ -81,16 +82,16 @@ void NoteContacts(std::vector<Track>& tracks) {
     }
 }
 
-void Compare(std::vector<Track>& tracks, Foreground const& foreground, Frame const& frame) {
+void Compare(std::vector<Track>& tracks, Picture const& picture) {
     for (Track& track : tracks) {
         if (track.contacts.empty() || !track.isAlone) continue;
-        float const here = Likeness(track, track.pose, foreground, frame);
+        float const here = Likeness(track, track.pose, picture);
         for (Track const& other : tracks) {
             Contact* const contact = FindContact(track, other.id);
             if (contact == nullptr || !other.isAlone) continue;
             ++contact->framesApart;
             contact->likenessHere += here;
-            contact->likenessThere += Likeness(track, other.pose, foreground, frame);
+            contact->likenessThere += Likeness(track, other.pose, picture);
         }
     }
 }
@@ -165,57 +166,81 @@ void Exchange(Group const& group) {
     }
 }
 
-}  // namespace
-
-float Likeness(Track const& track, Pose const& place, Foreground const& foreground,
-               Frame const& frame) {
-    if (track.appearanceUpdates < KnownFrom) return UnknownLikeness;
-    return track.appearance.ScoreBlob(CellsOf(place, foreground.Cells().size()), foreground.Mask(),
-                                      frame);
+// How far a place is from where the track should be, of how far that may be.
+float ReachOf(Track const& track, Pose const& place, Options const& options) {
+    constexpr float Nearby = 0.4F;  // of a height, however short the absence
+    auto const seconds = static_cast<float>(track.framesOut / options.framesPerSecond);
+    float const reach = track.pose.height * (Nearby + options.reach * seconds);
+    // Seen from above, a step away from the camera looks half as long.
+    return std::hypot(track.pose.x - place.x, 2 * (track.pose.foot - place.foot)) / reach;
 }
 
-void Teach(Track& track, Foreground const& foreground, Frame const& frame) {
-    track.appearance.Update(CellsOf(track.pose, foreground.Cells().size()), foreground.Mask(),
-                            frame);
-    ++track.appearanceUpdates;
-}
-
-std::vector<std::optional<std::size_t>> PairReturning(std::vector<Track*> const& absent,
-                                                      std::vector<Pose> const& newcomers,
-                                                      Foreground const& foreground,
-                                                      Frame const& frame, Options const& options) {
-    constexpr float NearbyReach = 0.4F;  // of a height, however short the absence
-    std::vector<std::optional<std::size_t>> pairs(newcomers.size());
-    Costs costs(newcomers.size(), absent.size());
-    for (std::size_t n = 0; n < newcomers.size(); ++n) {
-        for (std::size_t a = 0; a < absent.size(); ++a) {
-            Track const& track = *absent[a];
-            Pose const& place = newcomers[n];
-            auto const seconds = static_cast<float>(track.framesOut / options.framesPerSecond);
-            float const reach = track.pose.height * (NearbyReach + options.reach * seconds);
-            // Seen from above, a step away from the camera looks half as long.
-            float const distance =
-                std::hypot(track.pose.x - place.x, 2 * (track.pose.foot - place.foot)) / reach;
-            float& cost = costs(static_cast<Eigen::Index>(n), static_cast<Eigen::Index>(a));
-            cost = Forbidden;
-            if (distance < 1) cost = distance + 1 - Likeness(track, place, foreground, frame);
+// The column of least cost in all for each row; none where everything left is forbidden.
+template <typename CostAt>
+std::vector<std::optional<std::size_t>> Pair(std::size_t rows, std::size_t columns,
+                                             CostAt const& costAt) {
+    Costs costs(static_cast<Eigen::Index>(rows), static_cast<Eigen::Index>(columns));
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t c = 0; c < columns; ++c) {
+            costs(static_cast<Eigen::Index>(r), static_cast<Eigen::Index>(c)) = costAt(r, c);
         }
     }
     auto const marks = hungarian::Solve(costs);
-    for (std::size_t n = 0; n < newcomers.size(); ++n) {
-        for (std::size_t a = 0; a < absent.size(); ++a) {
-            if (marks(static_cast<Eigen::Index>(n), static_cast<Eigen::Index>(a)) == 1) {
-                pairs[n] = a;
+    std::vector<std::optional<std::size_t>> pairs(rows);
+    for (std::size_t r = 0; r < rows; ++r) {
+        for (std::size_t c = 0; c < columns; ++c) {
+            if (marks(static_cast<Eigen::Index>(r), static_cast<Eigen::Index>(c)) == 1) {
+                pairs[r] = c;
             }
         }
     }
     return pairs;
 }
 
-void Untangle(std::vector<Track>& tracks, Foreground const& foreground, Frame const& frame,
-              Options const& options) {
+}  // namespace
+
+float Likeness(Track const& track, Pose const& place, Picture const& picture) {
+    if (track.appearanceUpdates < KnownFrom) return UnknownLikeness;
+    return track.appearance.ScoreBlob(CellsOf(place, picture.mask), picture.mask, picture.frame);
+}
+
+void Teach(Track& track, Picture const& picture) {
+    track.appearance.Update(CellsOf(track.pose, picture.mask), picture.mask, picture.frame);
+    ++track.appearanceUpdates;
+}
+
+std::vector<std::optional<std::size_t>> PairReturning(std::vector<Track*> const& absent,
+                                                      std::vector<Pose> const& newcomers,
+                                                      Picture const& picture,
+                                                      Options const& options) {
+    return Pair(newcomers.size(), absent.size(), [&](std::size_t n, std::size_t a) {
+        float const distance = ReachOf(*absent[a], newcomers[n], options);
+        if (distance >= 1) return Forbidden;
+        return distance + 1 - Likeness(*absent[a], newcomers[n], picture);
+    });
+}
+
+std::vector<std::optional<std::size_t>> PairDetected(std::vector<Track> const& tracks,
+                                                     std::vector<Pose> const& places,
+                                                     std::vector<unsigned int> const& labels,
+                                                     Picture const& picture,
+                                                     Options const& options) {
+    constexpr float LeastOverlap = 0.15F;
+    constexpr float LikenessWeight = 0.5F;
+    return Pair(places.size(), tracks.size(), [&](std::size_t p, std::size_t t) {
+        Track const& track = tracks[t];
+        if (track.label != labels[p]) return Forbidden;
+        float const overlap = Overlap(BoxOf(track.pose), BoxOf(places[p]));
+        bool const isNear = overlap >= LeastOverlap ||
+                            (track.framesOut > 0 && ReachOf(track, places[p], options) < 1);
+        if (!isNear) return Forbidden;
+        return 1 - overlap + LikenessWeight * (1 - Likeness(track, places[p], picture));
+    });
+}
+
+void Untangle(std::vector<Track>& tracks, Picture const& picture, Options const& options) {
     NoteContacts(tracks);
-    Compare(tracks, foreground, frame);
+    Compare(tracks, picture);
     auto const decided = static_cast<int>(std::ceil(DecisionTime * options.framesPerSecond));
     for (Group const& group : GroupsToDecide(tracks, decided)) Exchange(group);
     for (Track& track : tracks) {

@@ -5,30 +5,43 @@
 #include <optional>
 #include <vector>
 
-#include "tracker/foreground.hpp"
+#include <kes/algorithm/bit_mask.hpp>
+
 #include "tracker/options.hpp"
 #include "tracker/track.hpp"
 
 namespace kes::tracker {
 
+// What objects look like is read from the frame, where the mask is set.
+struct Picture {
+    algorithm::BitMask const& mask;
+    Frame const& frame;
+};
+
 // How well a place looks like the track: 0 to 1, and a middling value while little is known of it.
-float Likeness(Track const& track, Pose const& place, Foreground const& foreground,
-               Frame const& frame);
+float Likeness(Track const& track, Pose const& place, Picture const& picture);
 
 // Teaches the track what it looks like here.
-void Teach(Track& track, Foreground const& foreground, Frame const& frame);
+void Teach(Track& track, Picture const& picture);
 
 // For each newcomer, the index in `absent` of the object out of sight that it is; none for one
 // that is new.
 std::vector<std::optional<std::size_t>> PairReturning(std::vector<Track*> const& absent,
                                                       std::vector<Pose> const& newcomers,
-                                                      Foreground const& foreground,
-                                                      Frame const& frame, Options const& options);
+                                                      Picture const& picture,
+                                                      Options const& options);
+
+// For each detected place, the index in `tracks` of the object that it is; none for one that is
+// new. Only objects of a place's label can be it.
+std::vector<std::optional<std::size_t>> PairDetected(std::vector<Track> const& tracks,
+                                                     std::vector<Pose> const& places,
+                                                     std::vector<unsigned int> const& labels,
+                                                     Picture const& picture,
+                                                     Options const& options);
 
 // Notes which objects touch. Those that have touched and are clear of each other again may have
 // changed places unseen: once they have been apart for a moment, each is given the place that looks
 // like it. What an object looks like must not be learnt while it has contacts.
-void Untangle(std::vector<Track>& tracks, Foreground const& foreground, Frame const& frame,
-              Options const& options);
+void Untangle(std::vector<Track>& tracks, Picture const& picture, Options const& options);
 
 }  // namespace kes::tracker

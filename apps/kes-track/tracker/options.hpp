@@ -11,6 +11,7 @@ struct Options {
     double framesPerSecond = 15;      // of the stream; every time below is counted with it
     float threshold = 4;              // of the segmenter, in standard deviations
     float minimumHeight = 1.0F / 12;  // of an object, as a share of the frame's height
+    float minimumThing = 1.0F / 40;   // sides of a thing that stands, of the frame's height
     double persistence = 0.4;         // seconds that an object is seen before it counts
     double concealment = 2;           // seconds that an object is followed behind another
     double memory = 5;                // seconds that an object out of sight keeps its number

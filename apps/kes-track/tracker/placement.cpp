@@ -101,7 +101,7 @@ std::vector<Track*> FrontToBack(std::vector<Track*> tracks) {
 
 }  // namespace
 
-void Place(std::vector<Track*> const& tracks, Foreground const&, Frame const&, Coverage& coverage) {
+void Place(std::vector<Track*> const& tracks, Coverage& coverage) {
     auto const order = FrontToBack(tracks);
     for (Track const* track : order) {
         coverage.Add(track->stencil, track->cellX, track->cellFoot);

@@ -7,17 +7,14 @@
 #include <opencv2/core.hpp>
 
 #include "tracker/coverage.hpp"
-#include "tracker/foreground.hpp"
 #include "tracker/track.hpp"
 
 namespace kes::tracker {
 
 // Moves the stencils of `tracks` (pointers not null; predicted beforehand) to where they best
 // explain the foreground: close to the prediction, each where the others leave something to
-// explain, and where objects touch, where the colours are those the object has shown. The
-// coverage holds every stencil afterwards.
-void Place(std::vector<Track*> const& tracks, Foreground const& foreground, Frame const& frame,
-           Coverage& coverage);
+// explain. The coverage holds every stencil afterwards.
+void Place(std::vector<Track*> const& tracks, Coverage& coverage);
 
 // Sets evidence and presence of each track. A track that explains next to nothing of its own is
 // taken out of the coverage, the least proven first, so that of two on one object one remains.

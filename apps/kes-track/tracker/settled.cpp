@@ -1,7 +1,7 @@
 #include "tracker/settled.hpp"
 
 #include <algorithm>
-#include <iterator>
+#include <cmath>
 #include <utility>
 
 namespace kes::tracker {
@@ -13,10 +13,26 @@ Object const* Find(Result const& result, int id) {
     return found == result.objects.end() ? nullptr : &*found;
 }
 
-Box Between(Box const& a, Box const& b, float share) {
-    auto const mix = [share](float from, float to) { return from + share * (to - from); };
-    return {mix(a.left, b.left), mix(a.top, b.top), mix(a.right, b.right), mix(a.bottom, b.bottom)};
-}
+// A straight line through weighted points, at 0.
+class Line {
+public:
+    void Add(double x, double y, double weight) {
+        sum += weight;
+        sumX += weight * x;
+        sumY += weight * y;
+        sumXX += weight * x * x;
+        sumXY += weight * x * y;
+    }
+
+    double AtZero() const {
+        double const spread = sum * sumXX - sumX * sumX;
+        if (spread <= 1e-9 * sum * sum) return sumY / sum;
+        return (sumXX * sumY - sumX * sumXY) / spread;
+    }
+
+private:
+    double sum = 0, sumX = 0, sumY = 0, sumXX = 0, sumXY = 0;
+};
 
 }  // namespace
 
@@ -31,50 +47,79 @@ std::optional<Result> Settled::Pop() {
     return Settle();
 }
 
-std::optional<Settled::Sighting> Settled::NextSighting(int id) const {
-    for (std::size_t i = 1; i < held.size(); ++i) {
+// Of the oldest frame held, those around it and at it.
+std::vector<Settled::Sighting> Settled::Sightings(int id) const {
+    std::vector<Sighting> sightings;
+    if (auto const found = past.find(id); found != past.end()) {
+        sightings.assign(found->second.begin(), found->second.end());
+    }
+    for (std::size_t i = 0; i < held.size(); ++i) {
         Object const* const object = Find(held[i], id);
         if (object != nullptr && object->sight == Sight::Seen) {
-            return Sighting{frame + i, object->box};
+            sightings.push_back({frame + i, object->box, object->confidence});
         }
     }
-    return std::nullopt;
+    return sightings;
+}
+
+// The middle moves on a straight line for a moment; the size stays.
+Box Settled::Evened(std::vector<Sighting> const& sightings) const {
+    Line x, y, width, height;
+    // The last before this frame and the first from it on count however far they are.
+    auto const next = std::find_if(sightings.begin(), sightings.end(),
+                                   [&](Sighting const& s) { return s.frame >= frame; });
+    for (auto it = sightings.begin(); it != sightings.end(); ++it) {
+        double const at = static_cast<double>(it->frame) - static_cast<double>(frame);
+        double weight = 1 - std::abs(at) / (static_cast<double>(smoothing) + 1);
+        bool const isNeighbour = it == next || it + 1 == next;
+        if (weight <= 0 && !isNeighbour) continue;
+        weight = std::max(weight, 1e-3) * static_cast<double>(it->confidence);
+        auto const [left, top, right, bottom] = it->box;
+        x.Add(at, static_cast<double>(left + right) / 2, weight);
+        y.Add(at, static_cast<double>(top + bottom) / 2, weight);
+        width.Add(0, static_cast<double>(right - left), weight);
+        height.Add(0, static_cast<double>(bottom - top), weight);
+    }
+    auto const middleX = static_cast<float>(x.AtZero());
+    auto const middleY = static_cast<float>(y.AtZero());
+    auto const halfWidth = static_cast<float>(width.AtZero() / 2);
+    auto const halfHeight = static_cast<float>(height.AtZero() / 2);
+    return {middleX - halfWidth, middleY - halfHeight, middleX + halfWidth, middleY + halfHeight};
 }
 
 Result Settled::Settle() {
     Result result = std::move(held.front());
+    held.front() = result;  // still looked at below
     std::erase_if(result.objects, [this](Object& object) {
         // Once confirmed, an object stays so.
-        if (!object.isConfirmed) {
-            object.isConfirmed = std::any_of(held.begin(), held.end(), [&](Result const& later) {
+        object.isConfirmed =
+            object.isConfirmed || std::any_of(held.begin(), held.end(), [&](Result const& later) {
                 Object const* const same = Find(later, object.id);
                 return same != nullptr && same->isConfirmed;
             });
-        }
         if (!object.isConfirmed) return true;
+        auto const sightings = Sightings(object.id);
+        bool const isBetween =
+            !sightings.empty() && sightings.front().frame < frame && sightings.back().frame > frame;
         if (object.sight == Sight::Seen) {
-            lastSeen[object.id] = {frame, object.box};
-            return false;
-        }
-        auto const before = lastSeen.find(object.id);
-        auto const after = NextSighting(object.id);
-        if (before != lastSeen.end() && after) {
-            object.box = Between(before->second.box, after->box,
-                                 static_cast<float>(frame - before->second.frame) /
-                                     static_cast<float>(after->frame - before->second.frame));
+            auto& seen = past[object.id];
+            seen.push_back({frame, object.box, object.confidence});
+            if (seen.size() > std::max<std::size_t>(1, smoothing)) seen.pop_front();
+            if (smoothing > 0) object.box = Evened(sightings);
+        } else if (isBetween) {
+            object.box = Evened(sightings);
             object.sight = Sight::Hidden;
         }
         return object.sight == Sight::Lost;
     });
-    // Objects that the tracker has given up are not remembered here either.
-    std::erase_if(lastSeen, [&](auto const& entry) {
-        return frame > entry.second.frame &&
-               std::none_of(held.begin(), held.end(), [&](Result const& later) {
-                   return Find(later, entry.first) != nullptr;
-               });
-    });
     held.pop_front();
     ++frame;
+    // Objects that the tracker has given up are not remembered here either.
+    std::erase_if(past, [&](auto const& entry) {
+        return std::none_of(held.begin(), held.end(), [&](Result const& later) {
+            return Find(later, entry.first) != nullptr;
+        });
+    });
     return result;
 }
 

@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "tracker/tracker.hpp"
 
@@ -14,8 +15,9 @@ namespace kes::tracker {
 
 class Settled {
 public:
-    // delay: frames by which results come later than they go in.
-    explicit Settled(std::size_t delay) : delay(delay) {}
+    // delay: frames by which results come later than they go in. smoothing: frames to either side
+    // (after it, `delay` at most) over which an object's boxes are evened out; 0 for not at all.
+    Settled(std::size_t delay, std::size_t smoothing) : delay(delay), smoothing(smoothing) {}
 
     // Takes the result of a frame and gives that of the frame `delay` earlier, once there is one.
     std::optional<Result> Push(Result result);
@@ -27,15 +29,18 @@ private:
     struct Sighting {
         std::size_t frame;
         Box box;
+        float confidence;
     };
 
     Result Settle();
-    std::optional<Sighting> NextSighting(int id) const;
+    std::vector<Sighting> Sightings(int id) const;
+    Box Evened(std::vector<Sighting> const& sightings) const;
 
     std::size_t delay;
+    std::size_t smoothing;
     std::size_t frame = 0;  // of the oldest result held
     std::deque<Result> held;
-    std::map<int, Sighting> lastSeen;
+    std::map<int, std::deque<Sighting>> past;  // by object, latest last
 };
 
 }  // namespace kes::tracker

@@ -28,6 +28,7 @@ struct Contact {
 
 struct Track {
     int id = 0;
+    unsigned int label = 0;
     Pose pose{};
     AxisFilter x;
     AxisFilter foot;
@@ -57,6 +58,7 @@ struct Track {
     Pose rest{};           // where it came to rest, and
     int framesAtRest = 0;  // for how long
     bool isStanding = false;
+    bool hasMoved = false;  // by more than its width since it was first seen
 
     std::vector<Contact> contacts;  // not yet told from this one
 };
