@@ -1,7 +1,11 @@
 #include "algorithm/tracking_base/smog_sampling.hpp"
 
+#include <bit>
 #include <cmath>
 #include <limits>
+#include <stdexcept>
+
+#include "algorithm/tracking_base/smog_colour_row.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
@@ -12,21 +16,20 @@ int CeilSqrt(std::uint32_t value) {
 }
 
 // Bit k of the index in element k.
-using ComponentCounts = IntegralImages::ComponentCounts;
-constexpr std::array<ComponentCounts, 256> CountsOfSet = [] {
-    std::array<ComponentCounts, 256> counts{};
-    for (std::size_t set = 0; set < counts.size(); ++set) {
+using CountsBySet = std::array<std::array<std::uint16_t, Smog::ComponentCount>, 256>;
+constexpr CountsBySet MembersOfSet = [] {
+    CountsBySet members{};
+    for (std::size_t set = 0; set < members.size(); ++set) {
         for (std::size_t k = 0; k < Smog::ComponentCount; ++k) {
-            counts[set][k] = static_cast<std::uint16_t>(set >> k & 1);
+            members[set][k] = static_cast<std::uint16_t>(set >> k & 1);
         }
     }
-    return counts;
+    return members;
 }();
 
-ComponentCounts Sum(ComponentCounts const& a, ComponentCounts const& b) {
-    ComponentCounts sum;
-    for (std::size_t k = 0; k < sum.size(); ++k) sum[k] = static_cast<std::uint16_t>(a[k] + b[k]);
-    return sum;
+// One for each component of the set.
+ComponentCounts::Lanes CountsOf(ComponentSet set) {
+    return std::bit_cast<ComponentCounts::Lanes>(MembersOfSet[set]);
 }
 
 }  // namespace
@@ -111,24 +114,35 @@ IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
     images.fitCounts.resize(countsPerImage);
     images.maskCounts.resize(countsPerImage);
 
-    BlockReader<Format> const read(frame);
+    CellReader<Format> const read(frame);
     FitTable const fits(gaussians);
+    Colours colours;
     for (std::size_t row = 0; row < height; ++row) {
         int const cellY = area.top + static_cast<int>(row);
         std::uint32_t const* const maskRow =
             mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask);
-        ComponentCounts fitsInRow{};
-        std::uint16_t setInRow = 0;
-        std::size_t above = row * countsPerRow;
-        std::size_t here = above + countsPerRow;
-        for (int cellX = area.left; cellX < area.right; ++cellX) {
-            if (IsSet(maskRow, static_cast<std::size_t>(cellX))) {
-                fitsInRow = Sum(fitsInRow, CountsOfSet[fits.AtColour(read(cellX, cellY))]);
-                ++setInRow;
+        ComponentCounts* fitCount = &images.fitCounts[(row + 1) * countsPerRow];
+        std::uint16_t* maskCount = &images.maskCounts[(row + 1) * countsPerRow];
+        for (std::size_t first = 0; first < width; first += Colours::MaxCount) {
+            std::size_t const firstX = static_cast<std::size_t>(area.left) + first;
+            std::size_t const count = std::min(width - first, Colours::MaxCount);
+            ReadColours(Format, read.RowAt(static_cast<std::ptrdiff_t>(firstX), cellY), count,
+                        colours);
+            // What this row alone holds so far: found again here, because a vector kept across the
+            // call above would live in memory.
+            auto fitsInRow = fitCount->lanes - (fitCount - countsPerRow)->lanes;
+            int setInRow = *maskCount - *(maskCount - countsPerRow);
+            for (std::size_t i = 0; i < count; ++i) {
+                // No branch: the edges of a mask are as hard to foresee as its noise.
+                bool const isSet = IsSet(maskRow, firstX + i);
+                ComponentSet const members = isSet ? ComponentSet{0xFF} : ComponentSet{0};
+                fitsInRow = fitsInRow + CountsOf(fits.AtColour(colours.At(i)) & members);
+                setInRow += isSet;
+                ++fitCount;
+                ++maskCount;
+                fitCount->lanes = (fitCount - countsPerRow)->lanes + fitsInRow;
+                *maskCount = static_cast<std::uint16_t>(*(maskCount - countsPerRow) + setInRow);
             }
-            images.fitCounts[++here] = Sum(images.fitCounts[++above], fitsInRow);
-            images.maskCounts[here] =
-                static_cast<std::uint16_t>(images.maskCounts[above] + setInRow);
         }
     }
     return images;

@@ -215,7 +215,7 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
             std::uint64_t fittingCells = 0;  // those of two bands twice
             for (std::size_t k = 0; k < gaussians.size(); ++k) {
                 fittingCells += ScoreSection(cornersOf(sections[k], offset16), [&](std::size_t at) {
-                    return images.fitCounts[at][k];
+                    return images.fitCounts[at].lanes[k];
                 });
             }
             std::uint64_t const colour = setCells == 0 ? 0 : fittingCells * FullMatch / setCells;
