@@ -15,8 +15,7 @@ enum class KES_EXPORT ColourFormat : std::int32_t {
     Rgb = 1,   ///< one plane, three bytes a pixel: R, G, B
     Bgr = 2,   ///< one plane, three bytes a pixel: B, G, R
     Yuv = 3,   ///< one plane, three bytes a pixel: Y, U, V, full resolution
-    Nv12 =
-        4,  ///< plane 0: Y, one byte a pixel; plane 1: a U, V pair for each 2 x 2 block of pixels
+    Nv12 = 4,  ///< plane 0: Y, a byte a pixel; plane 1: a U, V pair for each 2 x 2 pixels
 };
 
 /// Writes a JSON value: the quoted lower-case name ("grey", "rgb", "bgr", "yuv", "nv12"), or the

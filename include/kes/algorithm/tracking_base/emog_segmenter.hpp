@@ -27,7 +27,7 @@ namespace kes::algorithm::tracking_base {
 /// on nothing but the calls made: the same bits on every processor.
 class KES_EXPORT EmogSegmenter {
 public:
-    class Impl;  ///< the library's own
+    class Impl;  // the library's own
 
     /// An empty model with the defaults below. Throws `std::bad_alloc`.
     EmogSegmenter();
@@ -62,9 +62,9 @@ public:
     /// @}
 
     /// @{
-    /// How many standard deviations an observation may lie from a mode and still match it, 0 to
-    /// 255. Default 4. Throws `std::invalid_argument` "SetStdDevThreshold out of range" and keeps
-    /// the old value; a NaN is neither below 0 nor above 255 and is stored: nothing matches
+    /// How many standard deviations an observation may lie from a mode and still match it: 0 to
+    /// 255, by default 4. Throws `std::invalid_argument` "SetStdDevThreshold out of range" and
+    /// keeps the old value; a NaN is neither below 0 nor above 255 and is stored: nothing matches
     /// then.
     float GetStdDevThreshold() const;
     void SetStdDevThreshold(float threshold);

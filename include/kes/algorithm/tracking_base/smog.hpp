@@ -98,9 +98,9 @@ public:
     /// weight: the colour match and the closeness of its centre to the predicted one. At most 10 x
     /// 10 placements are tried. The score is the colour match alone, at most 1: of the set cells in
     /// the placement, how many have the colours of a component in whose band they lie (a cell in
-    /// two bands can count twice); the tag is 0. When no placement fits, which takes a search area
-    /// at least one cell wider and taller than expected, the score is 0 and the centre that of a
-    /// placement at the area's top-left corner.
+    /// two bands can count twice); the tag is 0. A placement fits only in a search area that is at
+    /// least one cell wider and taller than expected; without one the score is 0 and the centre
+    /// that of a placement at the area's top-left corner.
     ///
     /// `predictedCentre`: x, y, and `expectedSize`: width, height, in cells.
     ///
