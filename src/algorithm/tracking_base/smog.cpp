@@ -14,6 +14,9 @@ namespace {
 constexpr std::uint32_t WholeWeight = 256;
 constexpr std::uint32_t LearningWeight = 25;
 
+// 1.5 squared, out of 256: what lies within 1.5 standard deviations is accepted.
+constexpr std::uint32_t AcceptanceFactor = 576;
+
 // What the samples of one component add up to. 1200 samples of at most 511 stay below 2^32.
 struct Sums {
     std::uint32_t count;
@@ -43,7 +46,7 @@ void Learn(Smog::Gaussian& gaussian, Sums const& sums, std::uint32_t weight) {
     for (std::size_t c = 0; c < gaussian.means.size(); ++c) {
         std::uint32_t const mean = sums.values[c] / sums.count;
         std::uint32_t const variance = sums.squares[c] / sums.count - mean * mean;
-        std::uint32_t const accepted = (variance * 576) >> 8;  // 1.5 standard deviations, squared
+        std::uint32_t const accepted = (variance * AcceptanceFactor) >> 8;
         gaussian.means[c] =
             static_cast<int>(Blend(static_cast<std::uint32_t>(gaussian.means[c]), mean, weight));
         gaussian.variances[c] = std::max(Blend(gaussian.variances[c], accepted, weight), 1U);

@@ -12,14 +12,12 @@
 #include <kes/algorithm/tracking_base/smog.hpp>
 #include <kes/geometry/rectangle.hpp>
 #include <kes/media/colour_format.hpp>
-#include <kes/media/video/frame.hpp>
 
 #include "algorithm/tracking_base/smog_colour.hpp"
 #include "algorithm/tracking_base/smog_model.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
 
-using Frame = media::video::FrameBase<void const>;
 // Throws std::invalid_argument "Blob mask dimensions must be half the frame size".
 void RequireHalfSize(BitMask const& mask, Frame const& frame);
 

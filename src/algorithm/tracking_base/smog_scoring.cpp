@@ -1,6 +1,8 @@
 // Positions and lengths whose name ends in 16 are in cells with 16 fractional bits.
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
@@ -31,6 +33,18 @@ struct Search {
     std::int64_t originY16;
     std::int64_t predictedX16;  // the predicted centre, from that origin
     std::int64_t predictedY16;
+    Placements across;
+    Placements down;
+};
+
+using Offset16 = geometry::Point<std::int64_t, 2>;  // of a placement, from the area's corner
+using Section16 = geometry::Rectangle<unsigned int>;
+using Sections16 = std::array<Section16, Smog::ComponentCount>;
+
+struct Found {
+    Offset16 offset16{0, 0};
+    std::uint64_t colour = 0;  // FullMatch for a placement whose every set cell fits
+    std::uint64_t value = 0;   // colour and closeness
 };
 
 void RequireInside(geometry::Rectangle<int> const& blob, BitMask const& mask) {
@@ -69,6 +83,15 @@ void Clip(int& first, int& last, float predicted, float expected) {
     last = std::max(std::min(farEnd, last), first);
 }
 
+// One cell apart while the room is below ten cells; from there ten that span it.
+Placements PlaceAlong(int areaCells, float expectedCells) {
+    constexpr int MaxCount = 10;
+    float const room = static_cast<float>(areaCells) - expectedCells;
+    if (room < 0.0F) return {0, 0};
+    if (room < static_cast<float>(MaxCount)) return {static_cast<std::int64_t>(room), 1 << 16};
+    return {MaxCount, To16(room) / (MaxCount - 1)};
+}
+
 Search PlanSearch(geometry::Rectangle<int> const& blob,
                   geometry::Point<float, 2> const& predictedCentre,
                   geometry::Dimension<float, 2> const& expectedSize) {
@@ -82,28 +105,21 @@ Search PlanSearch(geometry::Rectangle<int> const& blob,
     search.originY16 = (std::int64_t{search.area.top} << 16) + search.height16 / 2;
     search.predictedX16 = To16(predictedCentre[0]) - search.originX16;
     search.predictedY16 = To16(predictedCentre[1]) - search.originY16;
+    search.across = PlaceAlong(search.area.right - search.area.left, expectedSize[0]);
+    search.down = PlaceAlong(search.area.bottom - search.area.top, expectedSize[1]);
     return search;
-}
-
-// One cell apart while the room is below ten cells; from there ten that span it.
-Placements PlaceAlong(int areaCells, float expectedCells) {
-    constexpr int MaxCount = 10;
-    float const room = static_cast<float>(areaCells) - expectedCells;
-    if (room < 0.0F) return {0, 0};
-    if (room < static_cast<float>(MaxCount)) return {static_cast<std::int64_t>(room), 1 << 16};
-    return {MaxCount, To16(room) / (MaxCount - 1)};
 }
 
 // Where a rectangle, moved by an offset into the counted area, has its corners among the counts:
 // the whole cells between them are what ScoreSection counts.
 struct Corners {
-    Corners(std::size_t areaWidth, geometry::Point<std::int64_t, 2> const& offset16,
-            geometry::Rectangle<unsigned int> const& section16) {
+    Corners(geometry::Rectangle<int> const& area, Offset16 const& offset16,
+            Section16 const& section16) {
         auto const left = static_cast<std::size_t>((offset16[0] + section16.left) >> 16);
         auto const right = static_cast<std::size_t>((offset16[0] + section16.right) >> 16);
         auto const top = static_cast<std::size_t>((offset16[1] + section16.top) >> 16);
         auto const bottom = static_cast<std::size_t>((offset16[1] + section16.bottom) >> 16);
-        std::size_t const countsPerRow = areaWidth + 1;
+        auto const countsPerRow = static_cast<std::size_t>(area.right - area.left) + 1;
         topLeft = top * countsPerRow + left;
         topRight = top * countsPerRow + right;
         bottomLeft = bottom * countsPerRow + left;
@@ -121,6 +137,48 @@ template <typename CountAt>
 std::uint16_t ScoreSection(Corners const& corners, CountAt const& countAt) {
     return static_cast<std::uint16_t>(countAt(corners.bottomRight) + countAt(corners.topLeft) -
                                       countAt(corners.topRight) - countAt(corners.bottomLeft));
+}
+
+// Of the set cells in a placement, how many have the colours of a component in whose band they lie,
+// those of two bands twice; out of FullMatch.
+std::uint64_t ColourMatch(Search const& search, IntegralImages const& images,
+                          Sections16 const& sections16, Offset16 const& offset16) {
+    Section16 const whole{0, 0, static_cast<unsigned int>(search.width16),
+                          static_cast<unsigned int>(search.height16)};
+    std::uint64_t const setCells =
+        ScoreSection(Corners(search.area, offset16, whole),
+                     [&](std::size_t at) { return images.maskCounts[at]; });
+    if (setCells == 0) return 0;
+    std::uint64_t fittingCells = 0;
+    for (std::size_t k = 0; k < sections16.size(); ++k) {
+        fittingCells += ScoreSection(Corners(search.area, offset16, sections16[k]),
+                                     [&](std::size_t at) { return images.fitCounts[at].lanes[k]; });
+    }
+    return fittingCells * FullMatch / setCells;
+}
+
+// FullMatch at the predicted centre, less by `penaltyPerCell` for each whole cell of city-block
+// distance from it.
+std::uint32_t Closeness(Search const& search, Offset16 const& offset16,
+                        std::uint32_t penaltyPerCell) {
+    std::int64_t const distance16 =
+        std::abs(offset16[0] - search.predictedX16) + std::abs(offset16[1] - search.predictedY16);
+    return FullMatch - static_cast<std::uint32_t>(distance16 >> 16) * penaltyPerCell;
+}
+
+// The first of the best placements, rows from the top and each from the left.
+Found FindBest(Search const& search, IntegralImages const& images, Sections16 const& sections16,
+               std::uint32_t penaltyPerCell) {
+    Found best;
+    for (std::int64_t j = 0; j < search.down.count; ++j) {
+        for (std::int64_t i = 0; i < search.across.count; ++i) {
+            Offset16 const offset16{i * search.across.step16, j * search.down.step16};
+            std::uint64_t const colour = ColourMatch(search, images, sections16, offset16);
+            std::uint64_t const value = colour + Closeness(search, offset16, penaltyPerCell);
+            if (value > best.value) best = {offset16, colour, value};
+        }
+    }
+    return best;
 }
 
 }  // namespace
@@ -190,58 +248,18 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
             return detail::ComputeIntegralImages<Format>(gaussians, search.area, mask, frame);
         });
 
-    int const areaWidth = search.area.right - search.area.left;
-    int const areaHeight = search.area.bottom - search.area.top;
-    Placements const across = PlaceAlong(areaWidth, expectedSize[0]);
-    Placements const down = PlaceAlong(areaHeight, expectedSize[1]);
-    auto const sections = ComputeGaussianSectionRectangles(
+    auto const sections16 = ComputeGaussianSectionRectangles(
         {static_cast<int>(search.width16), static_cast<int>(search.height16)});
-    geometry::Rectangle<unsigned int> const whole{0, 0, static_cast<unsigned int>(search.width16),
-                                                  static_cast<unsigned int>(search.height16)};
-    std::uint32_t const penaltyPerCell = FullMatch / (mask.width + mask.height);
-
-    auto const cornersOf = [&](geometry::Rectangle<unsigned int> const& section16,
-                               geometry::Point<std::int64_t, 2> const& offset16) {
-        return Corners(static_cast<std::size_t>(areaWidth), offset16, section16);
-    };
-    std::uint64_t bestValue = 0;
-    geometry::Point<std::int64_t, 2> bestOffset16{0, 0};
-    float bestColour = 0.0F;
-    for (std::int64_t j = 0; j < down.count; ++j) {
-        for (std::int64_t i = 0; i < across.count; ++i) {
-            geometry::Point<std::int64_t, 2> const offset16{i * across.step16, j * down.step16};
-            std::uint64_t const setCells = ScoreSection(
-                cornersOf(whole, offset16), [&](std::size_t at) { return images.maskCounts[at]; });
-            std::uint64_t fittingCells = 0;  // those of two bands twice
-            for (std::size_t k = 0; k < gaussians.size(); ++k) {
-                fittingCells += ScoreSection(cornersOf(sections[k], offset16), [&](std::size_t at) {
-                    return images.fitCounts[at].lanes[k];
-                });
-            }
-            std::uint64_t const colour = setCells == 0 ? 0 : fittingCells * FullMatch / setCells;
-            // City-block, in whole cells.
-            auto const distance =
-                static_cast<std::uint32_t>((std::abs(offset16[0] - search.predictedX16) +
-                                            std::abs(offset16[1] - search.predictedY16)) >>
-                                           16);
-            std::uint32_t const closeness = FullMatch - distance * penaltyPerCell;
-            std::uint64_t const value = closeness + colour;
-            if (value > bestValue) {
-                bestValue = value;
-                bestOffset16 = offset16;
-                bestColour = static_cast<float>(colour) * 0x1p-26F;
-            }
-        }
-    }
+    Found const best = FindBest(search, images, sections16, FullMatch / (mask.width + mask.height));
 
     auto const toCells = [](std::int64_t position16) {
         return static_cast<float>(position16) * 0x1p-16F;
     };
-    return {
-        std::min(bestColour, 1.0F),
-        {toCells(search.originX16 + bestOffset16[0]), toCells(search.originY16 + bestOffset16[1])},
-        expectedSize,
-        0.0F};
+    return {std::min(static_cast<float>(best.colour) * 0x1p-26F, 1.0F),
+            {toCells(search.originX16 + best.offset16[0]),
+             toCells(search.originY16 + best.offset16[1])},
+            expectedSize,
+            0.0F};
 }
 
 }  // namespace kes::algorithm::tracking_base::appearance
