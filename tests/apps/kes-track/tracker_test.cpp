@@ -1,0 +1,232 @@
+// The tracker on made-up scenes whose truth is known.
+
+#include "tracker/tracker.hpp"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "eval/scores.hpp"
+#include "support/hall.hpp"
+#include "tracker/settled.hpp"
+
+namespace kes::track::test {
+namespace {
+
+using tracker::EventType;
+using tracker::Kind;
+
+cv::Scalar const Red{50, 40, 190};
+cv::Scalar const Blue{170, 70, 30};
+cv::Scalar const Green{60, 130, 40};
+cv::Scalar const Black{30, 28, 26};
+cv::Scalar const White{235, 235, 235};
+
+constexpr int LearningFrames = 40;
+constexpr int PassingFrames = 50;
+
+tracker::Options HallOptions() {
+    tracker::Options options;
+    options.framesPerSecond = Hall::FramesPerSecond;
+    return options;
+}
+
+// People to and fro at several rows, one at a time, so that the scene's scale can be learnt.
+std::vector<Walker> Passers() {
+    std::vector<Walker> passers;
+    int start = LearningFrames;
+    for (float const foot : {200.0F, 320.0F, 250.0F, 160.0F}) {
+        passers.push_back({{{start, -20, foot}, {start + PassingFrames, 500, foot}}, Blue, Black});
+        start += PassingFrames;
+    }
+    return passers;
+}
+
+struct Watched {
+    std::vector<mot::Row> truth;
+    std::vector<mot::Row> result;
+    std::vector<std::pair<int, tracker::Event>> events;
+    std::map<int, std::vector<tracker::Object>> objects;  // by frame
+
+    eval::Scores Score() const { return eval::Compare(truth, result, {1, 1'000'000}); }
+    std::vector<int> FramesOf(EventType type) const {
+        std::vector<int> frames;
+        for (auto const& [frame, event] : events) {
+            if (event.type == type) frames.push_back(frame);
+        }
+        return frames;
+    }
+};
+
+// Lets the tracker learn the empty hall and people's size, then shows it `hall`.
+Watched Track(Hall hall, int frames, tracker::Options const& options = HallOptions()) {
+    tracker::Tracker tracker(options);
+    Hall teacher(Passers(), {}, hall.Pillars());
+    for (int frame = 0; frame < LearningFrames + 4 * PassingFrames; ++frame) {
+        tracker.Process(teacher.Draw(frame));
+    }
+    tracker.ForgetObjects();
+    tracker::Settled settled(10, 6);
+    Watched run;
+    int done = 0;
+    auto const take = [&](tracker::Result const& result) {
+        for (auto const& object : result.objects) {
+            if (object.kind == Kind::Mover) {
+                run.result.push_back({done + 1, object.id, object.box, 1, {}});
+            }
+        }
+        run.objects[done] = result.objects;
+        for (auto const& event : result.events) run.events.emplace_back(done, event);
+        for (auto const& row : hall.Truth(done)) run.truth.push_back(row);
+        ++done;
+    };
+    for (int frame = 0; frame < frames; ++frame) {
+        if (auto const result = settled.Push(tracker.Process(hall.Draw(frame)))) take(*result);
+    }
+    while (auto const result = settled.Pop()) take(*result);
+    return run;
+}
+
+TEST(Tracker, KeepsPeopleApartWhoCross) {
+    Watched const run = Track(Hall({{{{0, 40, 240}, {90, 440, 250}}, Red, Black},
+                                    {{{0, 440, 260}, {90, 40, 250}}, Blue, White}},
+                                   {}),
+                              90);
+    auto const scores = run.Score();
+    EXPECT_GT(*scores.Mota(), 0.9);
+    EXPECT_GT(*scores.Idf1(), 0.9);
+    EXPECT_EQ(scores.switches, 0);
+}
+
+TEST(Tracker, TellsApartByTheirColoursWhoMeetAndTurnBack) {
+    // Motion alone would say that they walked on through each other.
+    Watched const run = Track(
+        Hall({{{{0, 60, 250}, {50, 235, 250}, {60, 235, 250}, {110, 60, 250}}, Red, Black},
+              {{{0, 430, 252}, {50, 245, 252}, {60, 245, 252}, {110, 430, 252}}, White, Blue}},
+             {}),
+        110);
+    EXPECT_GT(*run.Score().Idf1(), 0.8);
+}
+
+TEST(Tracker, KeepsTheSizeOfPeopleWhoWalkAsOneBlob) {
+    // Side by side, their boxes in touch, all the way.
+    Watched const run = Track(Hall({{{{0, 30, 250}, {100, 420, 250}}, Red, Black},
+                                    {{{0, 58, 254}, {100, 448, 254}}, Green, Black}},
+                                   {}),
+                              100);
+    auto const scores = run.Score();
+    EXPECT_GT(*scores.Mota(), 0.8);
+    EXPECT_LE(scores.switches, 1);
+}
+
+TEST(Tracker, DoesNotLoseWhoStandsStill) {
+    Watched const run = Track(
+        Hall({{{{0, 40, 260}, {40, 240, 260}, {240, 240, 260}, {280, 440, 260}}, Red, Black}}, {}),
+        280);
+    auto const scores = run.Score();
+    EXPECT_GT(*scores.Recall(), 0.95);
+    EXPECT_EQ(scores.switches, 0);
+    // At rest from about frame 40; five seconds later that counts.
+    auto const stopped = run.FramesOf(EventType::Stopped);
+    ASSERT_EQ(stopped.size(), 1U);
+    EXPECT_NEAR(stopped[0], 90, 12);
+    auto const movedOn = run.FramesOf(EventType::MovedOn);
+    ASSERT_EQ(movedOn.size(), 1U);
+    EXPECT_NEAR(movedOn[0], 244, 12);
+}
+
+TEST(Tracker, GivesBackTheNumberOfWhoWasBehindAPillar) {
+    Watched const run =
+        Track(Hall({{{{0, 40, 250}, {100, 440, 250}}, Red, Black}}, {}, {{220, 80, 50, 220}}), 100);
+    std::set<int> ids;
+    for (auto const& row : run.result) ids.insert(static_cast<int>(row.id));
+    EXPECT_EQ(ids.size(), 1U);
+    EXPECT_GT(*run.Score().Idf1(), 0.85);
+}
+
+TEST(Tracker, RaisesACaseThatStandsAndItsRemoval) {
+    Watched const run = Track(Hall({}, {{20, 150, {200, 250, 36, 26}}}), 200);
+    auto const stopped = run.FramesOf(EventType::Stopped);
+    ASSERT_EQ(stopped.size(), 1U);
+    EXPECT_NEAR(stopped[0], 20 + 50 + 10, 5);  // the stationary time, and a second to be sure
+    auto const movedOn = run.FramesOf(EventType::MovedOn);
+    ASSERT_EQ(movedOn.size(), 1U);
+    EXPECT_NEAR(movedOn[0], 150, 8);
+    EXPECT_TRUE(run.result.empty()) << "a thing is no mover";
+    auto const& there = run.objects.at(120);
+    ASSERT_EQ(there.size(), 1U);
+    EXPECT_EQ(there[0].kind, Kind::Thing);
+    EXPECT_GT(tracker::Overlap(there[0].box, {200, 250, 236, 276}), 0.6F);
+}
+
+TEST(Tracker, FindsNobodyInAnEmptyHall) {
+    Watched const run = Track(Hall({}, {}), 100);
+    EXPECT_TRUE(run.result.empty());
+    EXPECT_TRUE(run.events.empty());
+}
+
+TEST(Tracker, FollowsABusyHall) {
+    // The guard against defaults that serve only the clip they were found on.
+    std::vector<Walker> people;
+    cv::Scalar const coats[] = {Red, Blue, Green, Black, White, {20, 160, 200}, {140, 60, 140}};
+    for (int i = 0; i < 14; ++i) {
+        auto const lane = static_cast<float>(150 + 197 * i % 190);
+        bool const isLeftward = i % 2 == 1;
+        float const from = isLeftward ? 500.0F : -20.0F;
+        float const to = isLeftward ? -20.0F : 500.0F;
+        int const start = 30 * i;
+        people.push_back({{{start, from, lane},
+                           {start + 60, 240, lane + static_cast<float>(i % 3 - 1) * 15.0F},
+                           {start + 120, to, lane}},
+                          coats[i % 7],
+                          i % 2 == 0 ? Black : Blue});
+    }
+    auto const scores = Track(Hall(people, {}), 560).Score();
+    EXPECT_GT(*scores.Mota(), 0.75);
+    EXPECT_GT(*scores.Idf1(), 0.75);
+    RecordProperty("mota", std::to_string(*scores.Mota()));
+    RecordProperty("idf1", std::to_string(*scores.Idf1()));
+    RecordProperty("switches", std::to_string(scores.switches));
+}
+
+TEST(Tracker, FollowsADetectorsBoxesOfUnlikeLabelsApart) {
+    tracker::Tracker tracker(HallOptions());
+    Hall hall({}, {});
+    std::map<int, std::set<int>> idsOfLabel;
+    for (int frame = 0; frame < 60; ++frame) {
+        auto const x = static_cast<float>(5 * frame);
+        // One walks through the other's place.
+        std::vector<tracker::Detection> const detections{{{50 + x, 100, 90 + x, 200}, 0.9F, 0},
+                                                         {{350 - x, 100, 390 - x, 200}, 0.9F, 1}};
+        for (auto const& object : tracker.Process(hall.Draw(frame), detections).objects) {
+            if (object.isConfirmed) idsOfLabel[static_cast<int>(object.label)].insert(object.id);
+        }
+    }
+    EXPECT_EQ(idsOfLabel[0].size(), 1U);
+    EXPECT_EQ(idsOfLabel[1].size(), 1U);
+    EXPECT_NE(idsOfLabel[0], idsOfLabel[1]);
+}
+
+TEST(Tracker, TakesFramesOfAnySizeAndBeginsAfreshWhenItChanges) {
+    tracker::Tracker tracker(HallOptions());
+    std::vector<std::uint8_t> bytes(64 * 64 * 2, 90);
+    for (auto const& [width, height] :
+         {std::pair{1U, 1U}, {2U, 2U}, {3U, 5U}, {64U, 1U}, {1U, 64U}, {63U, 31U}, {16U, 16U}}) {
+        using Plane = media::video::frame::PlaneBase<void const>;
+        for (int i = 0; i < 3; ++i) {
+            bytes.assign(bytes.size(), static_cast<std::uint8_t>(90 + 60 * i));
+            tracker::Frame const frame(
+                {Plane{bytes.size() / 2, bytes.data(), 64},
+                 Plane{bytes.size() / 2, bytes.data() + bytes.size() / 2, 64}},
+                media::ColourFormat::Nv12, width, height, {}, {});
+            EXPECT_NO_THROW(tracker.Process(frame)) << width << " x " << height;
+            EXPECT_NO_THROW(tracker.Process(frame, {{{0, 0, 10, 10}, 1, 0}}));
+        }
+    }
+}
+
+}  // namespace
+}  // namespace kes::track::test
