@@ -8,12 +8,13 @@
 #include <string>
 #include <vector>
 
-#include <hwy/targets.h>
+#include <hwy/highway.h>
 
 #include <opencv2/bgsegm.hpp>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/background_segm.hpp>
 
+#include "algorithm/tracking_base/emog_row.hpp"
 #include "bench/compare.hpp"
 #include "bench/memory_pass.hpp"
 #include "bench/segmenter_contents.hpp"
@@ -79,7 +80,10 @@ std::vector<Result> Compare(std::string const& job, std::string const& contentNa
         cv::Mat const half = HalfOf(picture);
         for (Peer& peer : peers) peer.See(picture, half);
     }
-    SegmenterRun plain = ours;
+    // The same once more in every instruction set, plain code among them.
+    std::vector<std::int64_t> sets = hwy::SupportedAndGeneratedTargets();
+    if (sets.back() != HWY_STATIC_TARGET) sets.push_back(HWY_STATIC_TARGET);
+    std::vector<SegmenterRun> others(sets.size(), ours);
     EmogSegmenter::Impl::BlobState moved = ours.segmenter.blobState;
 
     Loop const pictures(*content, LoopFrames);
@@ -90,20 +94,26 @@ std::vector<Result> Compare(std::string const& job, std::string const& contentNa
     std::vector<Contender> contenders{
         {"ours", [&](std::size_t i) { ours.Process(pictures[i]); }},
         {"memory pass", [&](std::size_t i) { sink = MemoryPass(moved, pictures[i]); }},
-        {"ours, plain",
-         [&](std::size_t i) {
-             hwy::SetSupportedTargetsForTest(HWY_STATIC_TARGET);
-             plain.Process(pictures[i]);
-             hwy::SetSupportedTargetsForTest(0);
-         }},
     };
+    for (std::size_t set = 0; set < sets.size(); ++set) {
+        hwy::SetSupportedTargetsForTest(sets[set]);
+        std::string const name = algorithm::tracking_base::RowInstructionSet();
+        contenders.push_back({"ours, " + name, [&, set](std::size_t i) {
+                                  hwy::SetSupportedTargetsForTest(sets[set]);
+                                  others[set].Process(pictures[i]);
+                                  hwy::SetSupportedTargetsForTest(0);
+                              }});
+    }
+    hwy::SetSupportedTargetsForTest(0);
     for (Peer& peer : peers) {
         contenders.push_back(
             {peer.name, [&](std::size_t i) { peer.See(pictures[i], halves[i % halves.size()]); }});
     }
     std::vector<Result> const results = RunContest(job, contenders, {});
-    if (!SameModel(ours.segmenter, plain.segmenter)) {
-        throw std::runtime_error(job + ": ours and plain have learnt different models");
+    for (SegmenterRun const& other : others) {
+        if (!SameModel(ours.segmenter, other.segmenter)) {
+            throw std::runtime_error(job + ": instruction sets have learnt different models");
+        }
     }
     Print(std::cout, results);
     return results;

@@ -17,7 +17,7 @@ struct Contender {
 struct Result {
     std::string job;  // for example "Segmenter/1920x1080/clip"
     std::string name;
-    double microseconds;  // median of one repetition
+    double microseconds;  // on the processor; median of one repetition
 };
 
 // Every contender runs a block of repetitions, the first of them untimed, before the next one has
