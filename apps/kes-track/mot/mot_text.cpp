@@ -16,6 +16,7 @@ namespace kes::track::mot {
 namespace {
 
 constexpr double LargestFrame = 1e9;
+constexpr double LargestConfidence = std::numeric_limits<float>::max();
 constexpr double LargestCoordinate = 1e7;
 
 std::string_view Trim(std::string_view text) {
@@ -63,14 +64,19 @@ Row RowOf(std::string_view line, std::string const& where) {
         }
         values[i] = static_cast<float>(*value);
     }
-    if (values[2] <= 0 || values[3] <= 0) refuse("a box without area");
     row.frame = *frame;
     row.id = *id;
     row.box = {values[0], values[1], values[0] + values[2], values[1] + values[3]};
+    // Asked of the sums: a side far smaller than its place rounds away.
+    if (row.box.right <= row.box.left || row.box.bottom <= row.box.top) {
+        refuse("a box without area");
+    }
     row.confidence = 1;
     if (columns.size() > 6 && !columns[6].empty()) {
         auto const confidence = cli::ParseNumber(columns[6]);
-        if (!confidence) refuse("'" + std::string(columns[6]) + "' is not a confidence");
+        if (!confidence || std::abs(*confidence) > LargestConfidence) {
+            refuse("'" + std::string(columns[6]) + "' is not a confidence");
+        }
         row.confidence = static_cast<float>(*confidence);
     }
     if (columns.size() > 7 && !cli::ParseNumber(columns[7])) row.label = std::string(columns[7]);
