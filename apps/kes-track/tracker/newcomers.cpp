@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
 
 #include <opencv2/imgproc.hpp>
 
@@ -11,10 +10,11 @@ namespace {
 
 constexpr int ExplainedLevel = 2;  // covered with probability 0.22: not left over
 constexpr int MostInOneBlob = 6;
-constexpr int Step = 2;               // of the search, in cells
-constexpr int LeastWidth = 3;         // of a blob, in cells
-constexpr float LeastHeight = 0.55F;  // of a blob, in usual heights
-constexpr float LeastArea = 0.3F;     // of a blob, in usual boxes
+constexpr int Step = 2;                 // of the search, in cells
+constexpr int LeastWidth = 3;           // of a blob, in cells
+constexpr float LeastHeight = 0.55F;    // of a blob, in usual heights
+constexpr float LeastExplained = 0.1F;  // of a blob, that makes it part of an object
+constexpr float LeastArea = 0.3F;       // of a blob, in usual boxes
 constexpr float LeastAreaAtBorder = 0.15F;
 // The share of a full silhouette's worth that the first and each further object must add.
 constexpr float FirstWorth = 0.15F;
@@ -26,17 +26,15 @@ struct Blob {
     int area;
 };
 
-std::vector<Blob> LeftOver(cv::Mat1b const& foreground, Coverage const& coverage) {
-    cv::Mat1b rest = foreground.clone();
-    rest.setTo(0, coverage.Levels() >= ExplainedLevel);
-    // Slivers along the edges of silhouettes go, pieces of one object become one.
-    cv::morphologyEx(rest, rest, cv::MORPH_OPEN, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}));
-    cv::morphologyEx(rest, rest, cv::MORPH_CLOSE,
+// The connected parts of a mask of 0 and 255. Pieces that nearly touch, one above the other, count
+// as one; `mask` is closed accordingly.
+std::vector<Blob> BlobsOf(cv::Mat1b& mask) {
+    cv::morphologyEx(mask, mask, cv::MORPH_CLOSE,
                      cv::getStructuringElement(cv::MORPH_RECT, {3, 7}));
     cv::Mat1i labels;
     cv::Mat1i statistics;
     cv::Mat1d centres;
-    int const count = cv::connectedComponentsWithStats(rest, labels, statistics, centres);
+    int const count = cv::connectedComponentsWithStats(mask, labels, statistics, centres);
     std::vector<Blob> blobs;
     for (int i = 1; i < count; ++i) {  // 0 is what is no blob
         blobs.push_back({{statistics(i, cv::CC_STAT_LEFT), statistics(i, cv::CC_STAT_TOP),
@@ -44,6 +42,43 @@ std::vector<Blob> LeftOver(cv::Mat1b const& foreground, Coverage const& coverage
                          statistics(i, cv::CC_STAT_AREA)});
     }
     return blobs;
+}
+
+std::vector<Blob> LeftOver(cv::Mat1b const& foreground, Coverage const& coverage) {
+    cv::Mat1b rest = foreground.clone();
+    rest.setTo(0, coverage.Levels() >= ExplainedLevel);
+    // Slivers along the edges of silhouettes go.
+    cv::morphologyEx(rest, rest, cv::MORPH_OPEN, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}));
+    return BlobsOf(rest);
+}
+
+bool IsAtBorder(cv::Rect const& box, cv::Size frame) {
+    return box.x <= 2 || box.y <= 2 || box.x + box.width >= frame.width - 3 ||
+           box.y + box.height >= frame.height - 3;
+}
+
+// Where sizes are unknown a blob is one object, and part of a blob is none: only blobs that are
+// whole and that no object explains in part are taken.
+std::vector<Pose> FindWhole(cv::Mat1b const& foreground, Coverage const& coverage,
+                            float minimumHeight) {
+    cv::Mat1b closed = foreground.clone();
+    std::vector<Pose> found;
+    for (Blob const& blob : BlobsOf(closed)) {
+        cv::Rect const& box = blob.box;
+        bool const isLarge =
+            box.width >= LeastWidth && static_cast<float>(box.height) >= minimumHeight;
+        if (!isLarge || IsAtBorder(box, foreground.size())) continue;
+        int const explained =
+            cv::countNonZero((coverage.Levels()(box) >= ExplainedLevel) & closed(box));
+        if (static_cast<float>(explained) > LeastExplained * static_cast<float>(blob.area)) {
+            continue;
+        }
+        auto const width = static_cast<float>(box.width);
+        found.push_back({static_cast<float>(box.x) + width / 2,
+                         static_cast<float>(box.y + box.height), width,
+                         static_cast<float>(box.height)});
+    }
+    return found;
 }
 
 struct Candidate {
@@ -80,17 +115,11 @@ std::vector<Pose> FindNewcomers(cv::Mat1b const& foreground, Coverage& coverage,
     std::vector<Pose> found;
     for (Blob const& blob : LeftOver(foreground, coverage)) {
         cv::Rect const& box = blob.box;
-        auto const foot = static_cast<float>(box.y + box.height);
-        auto const width = static_cast<float>(box.width);
+        auto const size = usual.scale.SizeAt(static_cast<float>(box.y + box.height));
+        if (!size) return FindWhole(foreground, coverage, minimumHeight);
         auto const height = static_cast<float>(box.height);
-        auto const size = usual.scale.SizeAt(foot);
-        if (box.width < LeastWidth || (size ? size->height : height) < minimumHeight) continue;
-        if (!size) {
-            found.push_back({static_cast<float>(box.x) + width / 2, foot, width, height});
-            continue;
-        }
-        bool const isAtBorder = box.x <= 2 || box.x + box.width >= foreground.cols - 3 ||
-                                box.y + box.height >= foreground.rows - 3;
+        if (box.width < LeastWidth || size->height < minimumHeight) continue;
+        bool const isAtBorder = IsAtBorder(box, foreground.size());
         float const usualArea = size->width * size->height;
         if (height < LeastHeight * size->height) continue;
         if (static_cast<float>(blob.area) <

@@ -296,7 +296,8 @@ void Tracker::Impl::Follow(std::vector<Detection> const& detections, Picture con
         if (detections[i].confidence < sure) continue;
         Box const box = BoxOf(places[i]);
         bool const isDouble = std::any_of(tracks.begin(), tracks.end(), [&](Track const& track) {
-            return track.framesOut == 0 && Overlap(BoxOf(track.pose), box) > DoubleDetection;
+            return track.framesOut == 0 && track.label == labels[i] &&
+                   Overlap(BoxOf(track.pose), box) > DoubleDetection;
         });
         if (isDouble) continue;
         Begin(places[i]).label = labels[i];
@@ -472,7 +473,8 @@ void Tracker::Impl::Dismiss() {
     auto const isDouble = [&](Track const& track) {
         return !track.confirmed &&
                std::any_of(tracks.begin(), tracks.end(), [&](Track const& other) {
-                   return other.id < track.id && other.sight == Sight::Seen &&
+                   return other.id < track.id && other.label == track.label &&
+                          other.sight == Sight::Seen &&
                           Overlap(BoxOf(other.pose), BoxOf(track.pose)) > SameObject;
                });
     };
