@@ -13,9 +13,6 @@
 namespace kes::algorithm::tracking_base::hungarian {
 namespace {
 
-// Up to about this size, bringing every cell up to date costs less than asking which ones matter.
-constexpr std::int64_t DenseCells = 2500;
-
 struct Contents {
     bool isValid = true;
     bool isNegative = false;
@@ -35,6 +32,26 @@ Contents Survey(float const* costs, std::int64_t count) {
     return contents;
 }
 
+// Whether all costs are among 128 evenly spaced values, so that many tie.
+bool IsCoarse(float const* costs, std::int64_t count, float largest) {
+    int const exponent = largest == 0 ? 0 : std::ilogb(largest) - 6;
+    if (exponent < -149 || exponent > 100) return false;
+    // Adding 2^23 units rounds to whole units.
+    float const magic = std::ldexp(1.0F, exponent + 23);
+    return std::all_of(costs, costs + count, [&](float cost) {
+        return (cost + magic) - magic == cost || cost >= std::numeric_limits<float>::max();
+    });
+}
+
+// Bringing every cell up to date costs less than asking which ones matter where there are few
+// cells, and where ties make many zeros at once, so that there are few moves.
+bool IsForDense(float const* costs, std::int64_t count, Contents const& contents) {
+    constexpr std::int64_t FewCells = 64 * 64;
+    constexpr std::int64_t FewCellsWithTies = 200 * 200;
+    return contents.isNegative || count <= FewCells ||
+           (count <= FewCellsWithTies && IsCoarse(costs, count, contents.largest));
+}
+
 }  // namespace
 
 namespace detail {
@@ -49,7 +66,7 @@ void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std:
     if (cells == 0) return;
     auto const rowCount = static_cast<std::size_t>(rows);
     auto const columnCount = static_cast<std::size_t>(columns);
-    if (contents.isNegative || cells <= DenseCells ||
+    if (IsForDense(costs, cells, contents) ||
         !SolveDeferred(costs, contents.largest, rowCount, columnCount, marks)) {
         SolveDense(costs, contents.largest, rowCount, columnCount, marks);
     }

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <vector>
 
 #include "algorithm/tracking_base/solve_history.hpp"
+#include "algorithm/tracking_base/solve_workspace.hpp"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "algorithm/tracking_base/solve_deferred.cpp"
@@ -32,8 +32,8 @@
 //   each addition of m errs by at most 2^-24 of a result that is at most cost + rise, with all
 //   earlier errors; each subtraction by at most 2^-24 of what it leaves, which is less. (That
 //   values stay between 0 and cost + rise is where costs must not be negative.) After T moves a
-//   value is off by at most 2T * 2^-24 * (cost + rise), times 1 + 2^-9 for errors of errors with T
-//   <= 2^14. The sums rise and fall err by at most 2T and T such parts themselves, the three
+//   value is off by at most 2T * 2^-24 * (cost + rise), times 1 + 2^-6 for errors of errors with T
+//   <= 2^16. The sums rise and fall err by at most 2T and T such parts themselves, the three
 //   operations by three. shrink = 1 - (5.5 T + 16) * 2^-24 is below all of these together. Numbers
 //   below 2^-125 know no rounding in sums, so nothing changes for them.
 //
@@ -75,26 +75,6 @@ std::size_t Padded(std::size_t count) {
     return (count + LaneMultiple - 1) / LaneMultiple * LaneMultiple;
 }
 
-// A vector's worth of alignment, and padded.
-template <class T>
-class Lane {
-public:
-    Lane(std::size_t count, T fill)
-        : data(static_cast<T*>(::operator new(Padded(count) * sizeof(T), Alignment))) {
-        std::fill(data, data + Padded(count), fill);
-    }
-    ~Lane() { ::operator delete(data, Alignment); }
-    Lane(Lane const&) = delete;
-    Lane& operator=(Lane const&) = delete;
-
-    operator T*() { return data; }
-    operator T const*() const { return data; }
-
-private:
-    static constexpr std::align_val_t Alignment{LaneMultiple * sizeof(float)};
-    T* data;
-};
-
 class Deferred {
 public:
     Deferred(float const* costs, float largest, std::size_t rows, std::size_t columns)
@@ -103,46 +83,33 @@ public:
           paddedRows(Padded(rows)),
           paddedColumns(Padded(columns)),
           largest(largest),
-          history(rows, columns),
-          byRow(rows * paddedColumns, Infinity),
-          byColumn(columns * paddedRows, Infinity),
-          rise(rows, Infinity),
-          fall(columns, -Infinity),
-          takenMask(columns, Infinity),
-          freeLeast(rows, Infinity),
-          freeNext(rows, Infinity),
-          freeColumn(rows, -1),
-          least(rows, Infinity),
-          second(rows, Infinity),
-          leastColumn(rows, -1),
-          scratch(columns, Infinity),
-          savedRise(rows),
-          savedFall(columns),
-          starOfRow(rows, None),
-          starOfColumn(columns, None),
-          primeOfRow(rows, None),
-          known(rows * KnownPerRow) {
-        for (std::size_t column = 0; column < columns; ++column) {
-            for (std::size_t row = 0; row < rows; ++row) {
-                float const cost = costs[column * rows + row];
-                float const inner = cost == Forbidden ? Infinity : cost;
-                byColumn[column * paddedRows + row] = inner;
-                byRow[row * paddedColumns + column] = inner;
-            }
-        }
-        std::fill(rise + 0, rise + rows, 0.0F);
-        std::fill(fall + 0, fall + columns, 0.0F);
-        std::fill(takenMask + 0, takenMask + columns, 0.0F);
+          history(rows, columns) {
+        Workspace measure;
+        TakeArrays(measure);
+        workspace = Workspace(measure.Used());
+        TakeArrays(workspace);
+        std::fill(takenMask + columns, takenMask + paddedColumns, Infinity);
+        std::fill(fall + columns, fall + paddedColumns, -Infinity);
+        std::fill(free.least + rows, free.least + paddedRows, Infinity);
+        std::fill(free.second + rows, free.second + paddedRows, Infinity);
+        std::fill(free.column + rows, free.column + paddedRows, -1);
+        std::fill(starOfRow, starOfRow + rows, None);
+        std::fill(starOfColumn, starOfColumn + columns, None);
+        std::fill(primeOfRow, primeOfRow + rows, None);
+        Load(costs);
         FindUnit();
     }
 
-    // False where sums could come near the largest float.
+    // False where sums could come near the largest float, or where keeping all cells up to date
+    // would be cheaper.
     bool Run() {
         std::size_t stars = StarZeros();
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
         for (; stars < rows; ++stars) {
+            bool const isCostly = replayed > CostOfRebasing();
+            if (isCostly && rows * columns <= SmallForDense) return false;
             // A move uncovers a zero and so primes a row; all but the last prime's have stars.
-            if (history.Room() < stars + 2 || replayed > CostOfRebasing()) Rebase();
+            if (isCostly || history.Room() < stars + 2) Rebase();
             switch (Augment()) {
                 case Outcome::Paired: break;
                 case Outcome::Exhausted: return true;
@@ -160,18 +127,61 @@ public:
     }
 
 private:
-    static constexpr std::size_t None = static_cast<std::size_t>(-1);
+    static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
     static constexpr std::size_t KnownPerRow = 4;
+    static constexpr std::size_t SmallForDense = 150 * 150;
     static constexpr std::int32_t ExactFlag = std::int32_t{1} << 30;
+    static constexpr std::int32_t Stale = -1;  // in place of a column: the bound is some column's
 
     enum class Outcome { Paired, Exhausted, TooLarge };
 
-    // A cell's value as of the first `moves` moves.
+    // A cell's value as of the first `moves` moves. All zero is nothing known.
     struct Known {
-        std::size_t column = None;
-        std::size_t moves = 0;
-        float value = 0;
+        std::uint32_t columnAfter;  // the column + 1
+        std::uint32_t moves;
+        float cost;  // before all moves
+        float value;
     };
+
+    void TakeArrays(Workspace& from) {
+        history.TakeArrays(from);
+        byRow = from.Take<float>(rows * paddedColumns);
+        byColumn = from.Take<float>(columns * paddedRows);
+        rise = from.Take<float>(paddedRows);
+        savedRise = from.Take<float>(paddedRows);
+        fall = from.Take<float>(paddedColumns);
+        savedFall = from.Take<float>(paddedColumns);
+        takenMask = from.Take<float>(paddedColumns);
+        scratch = from.Take<float>(paddedColumns);
+        for (RowBounds* bounds : {&free, &now}) {
+            bounds->least = from.Take<float>(paddedRows);
+            bounds->second = from.Take<float>(paddedRows);
+            bounds->column = from.Take<std::int32_t>(paddedRows);
+        }
+        starOfRow = from.Take<std::uint32_t>(rows);
+        starOfColumn = from.Take<std::uint32_t>(columns);
+        primeOfRow = from.Take<std::uint32_t>(rows);
+        knownCells = from.Take<Known>(rows * KnownPerRow);
+        knownFree = from.Take<Known>(rows);
+    }
+
+    void Load(float const* costs) {
+        for (std::size_t column = 0; column < columns; ++column) {
+            float* const cells = byColumn + column * paddedRows;
+            for (std::size_t row = 0; row < rows; ++row) {
+                float const cost = costs[column * rows + row];
+                cells[row] = cost == Forbidden ? Infinity : cost;
+            }
+            std::fill(cells + rows, cells + paddedRows, Infinity);
+        }
+        for (std::size_t row = 0; row < rows; ++row) {
+            float* const cells = byRow + row * paddedColumns;
+            for (std::size_t column = 0; column < columns; ++column) {
+                cells[column] = byColumn[column * paddedRows + row];
+            }
+            std::fill(cells + columns, cells + paddedColumns, Infinity);
+        }
+    }
 
     void FindUnit() {
         // 21 bits for the costs leave 3 for sums.
@@ -180,11 +190,11 @@ private:
         if (exponent > 100) return;
         unit = std::ldexp(1.0F, exponent);
         float const magic = unit * 0x1p23F;
-        isExact = true;
+        bool isRounded = false;
         for (std::size_t i = 0; i < columns * paddedRows; ++i) {
-            float const cost = byColumn[i];
-            if (cost != Infinity && (cost + magic) - magic != cost) isExact = false;
+            isRounded |= (byColumn[i] + magic) - magic != byColumn[i];
         }
+        isExact = !isRounded;
     }
 
     std::size_t StarZeros() {
@@ -195,8 +205,8 @@ private:
                 column = FirstAtMost(costs, column, paddedColumns, 0);
                 if (column == NotFound) break;
                 if (starOfColumn[column] != None) continue;
-                starOfRow[row] = column;
-                starOfColumn[column] = row;
+                starOfRow[row] = static_cast<std::uint32_t>(column);
+                starOfColumn[column] = static_cast<std::uint32_t>(row);
                 Take(column);
                 ++stars;
                 break;
@@ -214,21 +224,21 @@ private:
     }
 
     Outcome Augment() {
-        BeginPhase();
-        std::size_t row = FirstAtMost(least, 0, paddedRows, 0);
+        StartRows(free, rise, Shrink(), freeFall, paddedRows, now);
+        std::size_t row = FirstAtMost(now.least, 0, paddedRows, 0);
         for (;;) {
             while (row != NotFound && !HoldsZero(row)) {
-                row = FirstAtMost(least, row + 1, paddedRows, 0);
+                row = FirstAtMost(now.least, row + 1, paddedRows, 0);
             }
             if (row == NotFound) {
                 float const minimum = LeastOfAll();
                 if (minimum == Infinity) return Outcome::Exhausted;
                 if (!Append(minimum)) return Outcome::TooLarge;
-                row = SubtractMove(minimum, paddedRows, {least, second, leastColumn});
+                row = SubtractMove(minimum, paddedRows, now);
                 continue;
             }
             primeOfRow[row] = LeastColumn(row);
-            std::size_t const star = starOfRow[row];
+            std::uint32_t const star = starOfRow[row];
             if (star == None) {
                 std::size_t const taken = FlipPath(row);
                 EndPhase(taken);
@@ -237,12 +247,6 @@ private:
             Cover(row);
             row = Uncover(star);
         }
-    }
-
-    void BeginPhase() {
-        BoundColumn(freeLeast, rise, Shrink(), freeFall, paddedRows, least);
-        BoundColumn(freeNext, rise, Shrink(), freeFall, paddedRows, second);
-        std::copy(freeColumn + 0, freeColumn + paddedRows, leastColumn + 0);
     }
 
     bool Append(float move) {
@@ -257,27 +261,26 @@ private:
 
     void Cover(std::size_t row) {
         history.CoverRow(row);
-        coveredRows.push_back({row, history.Size()});
         savedRise[row] = rise[row];
-        rise[row] = least[row] = second[row] = Infinity;
+        rise[row] = now.least[row] = now.second[row] = Infinity;
     }
 
     std::size_t Uncover(std::size_t column) {
         history.UncoverColumn(column);
-        uncoveredColumns.push_back(column);
         fall[column] = savedFall[column];
         return MergeColumn(static_cast<std::int32_t>(column), byColumn + column * paddedRows, rise,
-                           Shrink(), fall[column], paddedRows, {least, second, leastColumn});
+                           Shrink(), fall[column], paddedRows, now);
     }
 
     // From the primed zero of a row without a star: a star in the prime's column gives way to the
     // prime of its own row, and so on. Returns the column without a star at the end.
     std::size_t FlipPath(std::size_t row) {
         for (;;) {
-            std::size_t const column = primeOfRow[row];
-            std::size_t const next = starOfColumn[column];
-            starOfRow[row] = column;
-            starOfColumn[column] = row;
+            std::uint32_t const column = primeOfRow[row];
+            std::uint32_t const next = starOfColumn[column];
+            starOfRow[row] = static_cast<std::uint32_t>(column);
+            starOfColumn[column] = static_cast<std::uint32_t>(row);
+            primeOfRow[row] = None;
             if (next == None) return column;
             row = next;
         }
@@ -286,88 +289,95 @@ private:
     void EndPhase(std::size_t taken) {
         float rose = 0;
         std::size_t move = history.Size();
+        auto const coveredRows = history.CoveredRows();
         for (auto row = coveredRows.rbegin(); row != coveredRows.rend(); ++row) {
             while (move > row->move) rose += history[--move];
-            rise[row->row] = savedRise[row->row] + rose;
+            rise[row->line] = savedRise[row->line] + rose;
+            primeOfRow[row->line] = None;
         }
-        for (std::size_t const column : uncoveredColumns) {
+        for (auto const& [column, since] : history.UncoveredColumns()) {
             savedFall[column] = fall[column];
             fall[column] = -Infinity;
         }
-        coveredRows.clear();
-        uncoveredColumns.clear();
-        std::fill(primeOfRow.begin(), primeOfRow.end(), None);
         history.EndPhase();
         Take(taken);
         auto const column = static_cast<std::int32_t>(taken);
-        for (std::size_t row = 0;; ++row) {
-            row = FirstEqual(freeColumn, row, paddedRows, column);
-            if (row == NotFound) break;
-            LookForFreeLeast(row);
-        }
+        ReplaceAll(column, Stale, paddedRows, free.column);
     }
 
     void LookForFreeLeast(std::size_t row) {
-        Greater(byRow + row * paddedColumns, takenMask, paddedColumns, scratch);
-        freeLeast[row] = Least(scratch, paddedColumns);
-        freeNext[row] = LeastAbove(scratch, paddedColumns, freeLeast[row]);
-        freeColumn[row] =
-            static_cast<std::int32_t>(FirstAtMost(scratch, 0, paddedColumns, freeLeast[row]));
+        LeastTwo const found = FindLeastTwo(byRow + row * paddedColumns, takenMask, paddedColumns);
+        free.least[row] = found.least;
+        free.second[row] = found.next;
+        free.column[row] = found.index;
     }
 
     float Shrink() const {
         return isExact ? 1 : 1 - (5.5F * static_cast<float>(history.Size()) + 16) * 0x1p-24F;
     }
 
-    std::size_t LeastColumn(std::size_t row) const {
-        return static_cast<std::size_t>(leastColumn[row] & ~ExactFlag);
+    std::uint32_t LeastColumn(std::size_t row) const {
+        return static_cast<std::uint32_t>(now.column[row] & ~ExactFlag);
     }
 
     bool HoldsZero(std::size_t row) {
         Settle(row);
-        return least[row] == 0;
+        return now.least[row] == 0;
     }
 
     float LeastOfAll() {
         for (;;) {
-            float const bound = Least(least, paddedRows);
+            float const bound = Least(now.least, paddedRows);
             if (bound == Infinity) return bound;
-            std::size_t const row = FirstAtMost(least, 0, paddedRows, bound);
+            std::size_t const row = FirstAtMost(now.least, 0, paddedRows, bound);
             if (Settle(row)) return bound;
         }
     }
 
-    // Whether the row was settled.
+    // Settles a row and returns whether its least is what it was.
     bool Settle(std::size_t row) {
-        bool const wasExact = (leastColumn[row] & ExactFlag) != 0;
-        if (wasExact && least[row] < second[row]) return true;
-        std::size_t const column = LeastColumn(row);
-        float const bound = least[row];
-        float const value = wasExact ? bound : Value(row, column);
-        least[row] = value;
-        leastColumn[row] = static_cast<std::int32_t>(column) | ExactFlag;
-        if (!(value < second[row])) LookAt(row);
-        return least[row] == bound;
+        float const bound = now.least[row];
+        bool isKnown = now.column[row] != Stale;
+        if (!isKnown) {
+            LookForFreeLeast(row);
+            isKnown = history.UncoveredColumns().empty() && free.least[row] < Infinity;
+            if (isKnown) {
+                now.least[row] = (free.least[row] + rise[row]) * Shrink() - freeFall;
+                now.second[row] = (free.second[row] + rise[row]) * Shrink() - freeFall;
+                now.column[row] = free.column[row];
+            }
+        }
+        if (isKnown && (now.column[row] & ExactFlag) == 0) {
+            now.least[row] = Value(row, LeastColumn(row));
+            now.column[row] |= ExactFlag;
+        }
+        if (!isKnown || !(now.least[row] < now.second[row])) LookAt(row);
+        return now.least[row] == bound;
     }
 
+    // Settles a row by the bounds of all its cells.
     void LookAt(std::size_t row) {
         BoundRow(byRow + row * paddedColumns, rise[row], Shrink(), fall, paddedColumns, scratch);
-        float value = least[row];
-        std::size_t column = LeastColumn(row);
-        scratch[column] = value;
-        for (std::size_t other = 0;; ++other) {
+        float const bound = Least(scratch, paddedColumns);
+        if (bound == Infinity) {
+            now.least[row] = now.second[row] = Infinity;
+            return;
+        }
+        std::size_t column = FirstAtMost(scratch, 0, paddedColumns, bound);
+        float value = scratch[column] = Value(row, column);
+        for (std::size_t other = 0; value != 0 || other < column; ++other) {
             other = FirstAtMost(scratch, other, paddedColumns, value);
             if (other == NotFound) break;
+            if (other == column) continue;
             float const candidate = scratch[other] = Value(row, other);
             if (candidate < value || (candidate == value && other < column)) {
                 value = candidate;
                 column = other;
             }
-            if (candidate == 0) break;
         }
-        least[row] = value;
-        leastColumn[row] = static_cast<std::int32_t>(column) | ExactFlag;
-        second[row] = LeastAbove(scratch, paddedColumns, value);
+        now.least[row] = value;
+        now.column[row] = static_cast<std::int32_t>(column) | ExactFlag;
+        now.second[row] = LeastAbove(scratch, paddedColumns, value);
         replayed += paddedColumns / 8;
     }
 
@@ -375,41 +385,47 @@ private:
     float Value(std::size_t row, std::size_t column) {
         float const cost = byRow[row * paddedColumns + column];
         if (isExact) return cost + rise[row] - fall[column];
-        Known& cell = known[row * KnownPerRow + column % KnownPerRow];
-        if (cell.column != column) cell = {column, 0, cost};
-        if (cell.value != Infinity) {
-            cell.value = history.Replay(cell.value, cell.moves, row, column);
-            replayed += 8 + history.Size() - cell.moves;
+        if (cost == Infinity) return cost;
+
+        // Equal costs of a row have equal values as long as their columns are free.
+        Known& free = knownFree[row];
+        if (takenMask[column] == 0) {
+            if (free.cost != cost || free.columnAfter == 0) free = {1, 0, cost, cost};
+            return BringUpToDate(free, row, column);
         }
-        cell.moves = history.Size();
-        return cell.value;
+        Known& cell = knownCells[row * KnownPerRow + column % KnownPerRow];
+        auto const name = static_cast<std::uint32_t>(column + 1);
+        if (cell.columnAfter != name) {
+            cell = {name, 0, cost, cost};
+            if (free.cost == cost && free.moves <= history.FreedomEnd(column)) {
+                cell.moves = free.moves;
+                cell.value = free.value;
+            }
+        }
+        return BringUpToDate(cell, row, column);
+    }
+
+    float BringUpToDate(Known& known, std::size_t row, std::size_t column) {
+        replayed += 8 + history.Size() - known.moves;
+        known.value = history.Replay(known.value, known.moves, row, column);
+        known.moves = static_cast<std::uint32_t>(history.Size());
+        return known.value;
     }
 
     std::size_t CostOfRebasing() const { return rows * paddedColumns * (history.Size() + 32) / 8; }
 
+    // Brings every cell up to date and forgets how.
     void Rebase() {
-        std::size_t const moves = history.Size();
-        std::vector<float> amounts(64 * paddedColumns);
-        for (std::size_t word = 0; word * 64 < moves; ++word) {
-            std::size_t const count = std::min<std::size_t>(64, moves - word * 64);
-            for (std::size_t column = 0; column < columns; ++column) {
-                std::uint64_t const bits = history.UncoveredBits(column, word);
-                for (std::size_t i = 0; i < count; ++i) {
-                    amounts[i * paddedColumns + column] =
-                        (bits >> i & 1) != 0 ? history[word * 64 + i] : 0;
-                }
-            }
+        for (std::size_t column = 0; column < columns; ++column) {
+            if (takenMask[column] == 0) savedFall[column] = freeFall;
+        }
+        if (isExact) {
             for (std::size_t row = 0; row < rows; ++row) {
-                std::uint64_t const bits = history.CoveredBits(row, word);
                 float* const cells = byRow + row * paddedColumns;
-                for (std::size_t i = 0; i < count; ++i) {
-                    float const added = (bits >> i & 1) != 0 ? history[word * 64 + i] : 0;
-                    float const* const subtracted = &amounts[i * paddedColumns];
-                    for (std::size_t column = 0; column < columns; ++column) {
-                        cells[column] = (cells[column] + added) - subtracted[column];
-                    }
-                }
+                BoundRow(cells, rise[row], 1, savedFall, paddedColumns, cells);
             }
+        } else {
+            ReplayAll();
         }
         for (std::size_t row = 0; row < rows; ++row) {
             for (std::size_t column = 0; column < columns; ++column) {
@@ -417,43 +433,75 @@ private:
             }
         }
         history.Clear();
-        std::fill(rise + 0, rise + rows, 0.0F);
-        std::fill(savedFall.begin(), savedFall.end(), 0.0F);
+        std::fill(rise, rise + rows, 0.0F);
+        std::fill(savedFall, savedFall + columns, 0.0F);
         freeFall = 0;
         for (std::size_t column = 0; column < columns; ++column) {
             if (takenMask[column] == 0) fall[column] = 0;
         }
-        std::fill(known.begin(), known.end(), Known{});
+        std::fill(knownCells, knownCells + rows * KnownPerRow, Known{});
+        std::fill(knownFree, knownFree + rows, Known{});
         replayed = 0;
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
     }
 
-    struct CoveredRow {
-        std::size_t row;
-        std::size_t move;
-    };
+    // A few columns at a time, so that what their moves subtract stays in the nearest cache.
+    void ReplayAll() {
+        std::vector<float> subtracted(MoveHistory::MovesPerWord * LaneMultiple);
+        std::vector<float> added(MoveHistory::MovesPerWord);
+        std::size_t const words =
+            (history.Size() + MoveHistory::MovesPerWord - 1) / MoveHistory::MovesPerWord;
+        for (std::size_t first = 0; first < columns; first += LaneMultiple) {
+            for (std::size_t word = 0; word < words; ++word) {
+                std::size_t const start = word * MoveHistory::MovesPerWord;
+                std::size_t const count =
+                    std::min(MoveHistory::MovesPerWord, history.Size() - start);
+                auto const amount = [&](std::uint64_t bits, std::size_t i) {
+                    return (bits >> i & 1) != 0 ? history[start + i] : 0;
+                };
+                for (std::size_t column = first; column < first + LaneMultiple; ++column) {
+                    auto const bits = column < columns ? history.UncoveredBits(column, word) : 0;
+                    for (std::size_t i = 0; i < count; ++i) {
+                        subtracted[i * LaneMultiple + column - first] = amount(bits, i);
+                    }
+                }
+                for (std::size_t row = 0; row < rows; ++row) {
+                    std::uint64_t const bits = history.CoveredBits(row, word);
+                    for (std::size_t i = 0; i < count; ++i) added[i] = amount(bits, i);
+                    ReplayMoves(added.data(), subtracted.data(), count,
+                                byRow + row * paddedColumns + first);
+                }
+            }
+        }
+    }
 
-    std::size_t rows, columns, paddedRows, paddedColumns;
+    std::size_t rows;
+    std::size_t columns;
+    std::size_t paddedRows;
+    std::size_t paddedColumns;
     float largest;
-    float unit = 0;
-    bool isExact = false;
-    double total = 0;
+    float unit = 0;        // all costs are multiples of it
+    bool isExact = false;  // and no sum needs rounding
+    double total = 0;      // of all moves
+    float freeFall = 0;    // the fall of every free column
     std::size_t replayed = 0;
     MoveHistory history;
-    Lane<float> byRow, byColumn;
-    Lane<float> rise, fall;
-    Lane<float> takenMask;
-    float freeFall = 0;
-    Lane<float> freeLeast, freeNext;
-    Lane<std::int32_t> freeColumn;
-    Lane<float> least, second;
-    Lane<std::int32_t> leastColumn;
-    Lane<float> scratch;
-    std::vector<float> savedRise, savedFall;
-    std::vector<std::size_t> starOfRow, starOfColumn, primeOfRow;
-    std::vector<Known> known;
-    std::vector<CoveredRow> coveredRows;
-    std::vector<std::size_t> uncoveredColumns;
+    Workspace workspace;
+    float* byRow;     // the costs, row after row
+    float* byColumn;  // and column after column
+    float* rise;      // of a covered row infinity, as it must not take part
+    float* savedRise;
+    float* fall;  // of a covered column -infinity
+    float* savedFall;
+    float* takenMask;  // 0 for a free column, infinity for another
+    float* scratch;
+    RowBounds free;               // each row's least and next cost among the free columns
+    RowBounds now;                // the bounds of this phase
+    std::uint32_t* starOfRow;     // its column
+    std::uint32_t* starOfColumn;  // its row
+    std::uint32_t* primeOfRow;    // its column
+    Known* knownCells;
+    Known* knownFree;
 };
 
 bool SolveDeferredLanes(float const* costs, float largest, std::size_t rows, std::size_t columns,
@@ -475,6 +523,10 @@ HWY_EXPORT(SolveDeferredLanes);
 
 bool SolveDeferred(float const* costs, float largest, std::size_t rows, std::size_t columns,
                    std::uint8_t* marks) {
+    // Row and column numbers share 31 bits with a flag, and a phase must fit into the history.
+    constexpr std::size_t MostLines = std::size_t{1} << 30;
+    if (std::max(rows, columns) > MostLines) return false;
+    if (std::min(rows, columns) + 2 > MoveHistory::MostMoves) return false;
     return HWY_DYNAMIC_DISPATCH(SolveDeferredLanes)(costs, largest, rows, columns, marks);
 }
 

@@ -13,18 +13,17 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "algorithm/tracking_base/solve_lanes-inl.hpp"
+
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
 namespace {
-namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr float Infinity = std::numeric_limits<float>::infinity();
 constexpr float Forbidden = std::numeric_limits<float>::max();
 constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
-constexpr std::size_t LaneMultiple = 16;
 constexpr std::size_t WordBits = 64;
 
-using Floats = hn::CappedTag<float, LaneMultiple>;
 using Vector = hn::Vec<Floats>;
 
 std::size_t WordsFor(std::size_t bits) { return (bits + WordBits - 1) / WordBits; }
@@ -41,8 +40,8 @@ void ToggleBit(std::uint64_t* words, std::size_t bit) {
     words[bit / WordBits] ^= std::uint64_t{1} << bit % WordBits;
 }
 
-bool TestBit(std::uint64_t const* words, std::size_t bit) {
-    return (words[bit / WordBits] >> bit % WordBits & 1) != 0;
+std::size_t FirstBit(std::uint64_t word) {
+    return static_cast<std::size_t>(std::countr_zero(word));
 }
 
 // A bit for each lane, the first in the least significant.
@@ -60,15 +59,42 @@ HWY_INLINE Vector ForbidLargest(Vector value) {
     return hn::IfThenElse(hn::Eq(value, hn::Set(d, Forbidden)), hn::Set(d, Infinity), value);
 }
 
+// Takes up to 64 cells of a column through a move: two roundings for a cell in a covered row and an
+// uncovered column. Returns a bit for each zero.
+template <bool CanOverflow>
+HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, std::size_t count,
+                                   Vector added, Vector subtracted) {
+    Floats const d;
+    std::uint64_t zeros = 0;
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto value = hn::Add(hn::Load(d, cells + i), hn::And(hn::Load(d, coveredMask + i), added));
+        if constexpr (CanOverflow) value = ForbidLargest(value);
+        value = hn::Sub(value, subtracted);
+        if constexpr (CanOverflow) value = ForbidLargest(value);
+        hn::Store(value, d, cells + i);
+        zeros |= BitsOf(hn::Eq(value, hn::Zero(d))) << i;
+    }
+    return zeros;
+}
+
+// The lesser, lane by lane, of `least` and a column's cells in rows that are not covered.
+HWY_INLINE Vector LeastUncovered(Vector least, float const* cells, float const* coveredMask,
+                                 std::size_t count) {
+    Floats const d;
+    auto const infinity = hn::Set(d, Infinity);
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto const isCovered = hn::MaskFromVec(hn::Load(d, coveredMask + i));
+        least = hn::Min(least, hn::IfThenElse(isCovered, infinity, hn::Load(d, cells + i)));
+    }
+    return least;
+}
+
+// FixedRows: a padded number of rows up to 64 that the compiler can unroll for, or 0 for any.
+template <std::size_t FixedRows>
 class Dense {
 public:
     Dense(float const* costs, float largest, std::size_t rows, std::size_t columns)
-        : rows(rows),
-          columns(columns),
-          paddedRows((rows + LaneMultiple - 1) / LaneMultiple * LaneMultiple),
-          rowWords(WordsFor(rows)),
-          columnWords(WordsFor(columns)),
-          reach(largest) {
+        : rows(rows), columns(columns), columnWords(WordsFor(columns)), reach(largest) {
         Workspace measure;
         TakeArrays(measure);
         workspace = Workspace(measure.Used());
@@ -77,7 +103,8 @@ public:
         std::fill(starOfColumn, starOfColumn + columns, None);
         std::fill(primeOfRow, primeOfRow + rows, None);
         for (std::size_t row = 0; row < rows; ++row) SetBit(uncoveredRows, row);
-        for (std::size_t column = 0; column < columns; ++column) SetBit(freeColumns, column);
+        for (std::size_t column = 0; column < columns; ++column) SetBit(allColumns, column);
+        std::copy(allColumns, allColumns + columnWords, freeColumns);
         Load(costs);
     }
 
@@ -94,15 +121,21 @@ public:
     }
 
 private:
+    std::size_t PaddedRows() const {
+        return FixedRows != 0 ? FixedRows : (rows + LaneMultiple - 1) / LaneMultiple * LaneMultiple;
+    }
+    std::size_t RowWords() const { return FixedRows != 0 ? 1 : WordsFor(rows); }
+
     void TakeArrays(Workspace& from) {
-        cells = from.Take<float>(columns * paddedRows);
-        coveredMask = from.Take<float>(paddedRows);
+        cells = from.Take<float>(columns * PaddedRows());
+        coveredMask = from.Take<float>(PaddedRows());
         zerosOfRow = from.Take<std::uint64_t>(rows * columnWords);
-        zerosOfColumn = from.Take<std::uint64_t>(columns * rowWords);
+        zerosOfColumn = from.Take<std::uint64_t>(columns * RowWords());
         freeColumns = from.Take<std::uint64_t>(columnWords);
+        allColumns = from.Take<std::uint64_t>(columnWords);
         uncoveredColumns = from.Take<std::uint64_t>(columnWords);
-        uncoveredRows = from.Take<std::uint64_t>(rowWords);
-        rowsWithZero = from.Take<std::uint64_t>(rowWords);
+        uncoveredRows = from.Take<std::uint64_t>(RowWords());
+        rowsWithZero = from.Take<std::uint64_t>(RowWords());
         starOfRow = from.Take<std::uint32_t>(rows);
         starOfColumn = from.Take<std::uint32_t>(columns);
         primeOfRow = from.Take<std::uint32_t>(rows);
@@ -111,13 +144,13 @@ private:
 
     void Load(float const* costs) {
         for (std::size_t column = 0; column < columns; ++column) {
-            float* const cell = cells + column * paddedRows;
+            float* const cell = cells + column * PaddedRows();
             for (std::size_t row = 0; row < rows; ++row) {
                 float const cost = costs[column * rows + row];
                 cell[row] = cost == Forbidden ? Infinity : cost;
             }
-            std::fill(cell + rows, cell + paddedRows, Infinity);
-            UpdateColumn<false>(column, 0, 0);
+            std::fill(cell + rows, cell + PaddedRows(), Infinity);
+            MoveColumn<false>(column, hn::Zero(Floats()), hn::Zero(Floats()));
         }
     }
 
@@ -140,7 +173,7 @@ private:
         for (std::size_t word = 0; word < columnWords; ++word) {
             std::uint64_t const found = zeros[word] & among[word];
             if (found != 0) {
-                return word * WordBits + static_cast<std::size_t>(std::countr_zero(found));
+                return word * WordBits + FirstBit(found);
             }
         }
         return columns;
@@ -172,23 +205,24 @@ private:
     }
 
     void FindRowsWithZero() {
-        std::fill(rowsWithZero, rowsWithZero + rowWords, 0);
-        for (std::size_t column = 0; column < columns; ++column) {
-            if (TestBit(uncoveredColumns, column)) AddRowsWithZero(column);
+        std::fill(rowsWithZero, rowsWithZero + RowWords(), 0);
+        for (std::size_t word = 0; word < columnWords; ++word) {
+            for (std::uint64_t left = uncoveredColumns[word]; left != 0; left &= left - 1) {
+                AddRowsWithZero(word * WordBits + FirstBit(left));
+            }
         }
     }
 
     void AddRowsWithZero(std::size_t column) {
-        for (std::size_t word = 0; word < rowWords; ++word) {
-            rowsWithZero[word] |= zerosOfColumn[column * rowWords + word] & uncoveredRows[word];
+        for (std::size_t word = 0; word < RowWords(); ++word) {
+            rowsWithZero[word] |= zerosOfColumn[column * RowWords() + word] & uncoveredRows[word];
         }
     }
 
     std::size_t FirstRowWithZero() const {
-        for (std::size_t word = 0; word < rowWords; ++word) {
+        for (std::size_t word = 0; word < RowWords(); ++word) {
             if (rowsWithZero[word] != 0) {
-                return word * WordBits +
-                       static_cast<std::size_t>(std::countr_zero(rowsWithZero[word]));
+                return word * WordBits + FirstBit(rowsWithZero[word]);
             }
         }
         return rows;
@@ -236,73 +270,63 @@ private:
     // The least value that is not covered, or infinity.
     float Minimum() const {
         Floats const d;
-        auto const infinity = hn::Set(d, Infinity);
-        auto minimum = infinity;
-        for (std::size_t column = 0; column < columns; ++column) {
-            if (!TestBit(uncoveredColumns, column)) continue;
-            float const* const cell = cells + column * paddedRows;
-            for (std::size_t i = 0; i < paddedRows; i += hn::Lanes(d)) {
-                auto const isCovered = hn::MaskFromVec(hn::Load(d, coveredMask + i));
-                minimum =
-                    hn::Min(minimum, hn::IfThenElse(isCovered, infinity, hn::Load(d, cell + i)));
+        auto least = hn::Set(d, Infinity);
+        for (std::size_t word = 0; word < columnWords; ++word) {
+            for (std::uint64_t left = uncoveredColumns[word]; left != 0; left &= left - 1) {
+                std::size_t const column = word * WordBits + FirstBit(left);
+                least =
+                    LeastUncovered(least, cells + column * PaddedRows(), coveredMask, PaddedRows());
             }
         }
-        return hn::GetLane(hn::MinOfLanes(d, minimum));
+        return LeastLane(least);
     }
 
     void Move(float minimum) {
         reach += std::abs(static_cast<double>(minimum));
-        bool const canOverflow = reach >= static_cast<double>(Forbidden) / 4;
-        std::fill(rowsWithZero, rowsWithZero + rowWords, 0);
-        for (std::size_t column = 0; column < columns; ++column) {
-            bool const isUncovered = TestBit(uncoveredColumns, column);
-            if (isUncovered || coveredCount != 0) {
-                float const subtracted = isUncovered ? minimum : 0;
-                if (canOverflow) {
-                    UpdateColumn<true>(column, minimum, subtracted);
-                } else {
-                    UpdateColumn<false>(column, minimum, subtracted);
-                }
-            }
-            if (isUncovered) AddRowsWithZero(column);
+        if (reach >= static_cast<double>(Forbidden) / 4) {
+            MoveInColumns<true>(minimum);
+        } else {
+            MoveInColumns<false>(minimum);
         }
     }
 
-    // Two roundings for a cell in a covered row and an uncovered column.
     template <bool CanOverflow>
-    void UpdateColumn(std::size_t column, float added, float subtracted) {
+    void MoveInColumns(float minimum) {
         Floats const d;
-        auto const addend = hn::Set(d, added);
-        auto const subtrahend = hn::Set(d, subtracted);
-        auto const zero = hn::Zero(d);
-        float* const cell = cells + column * paddedRows;
-        std::uint64_t* const zeros = zerosOfColumn + column * rowWords;
-        for (std::size_t word = 0; word < rowWords; ++word) {
+        auto const added = hn::Set(d, minimum);
+        std::fill(rowsWithZero, rowsWithZero + RowWords(), 0);
+        for (std::size_t word = 0; word < columnWords; ++word) {
+            std::uint64_t const uncovered = uncoveredColumns[word];
+            for (std::uint64_t left = uncovered; left != 0; left &= left - 1) {
+                std::size_t const column = word * WordBits + FirstBit(left);
+                MoveColumn<CanOverflow>(column, added, added);
+                AddRowsWithZero(column);
+            }
+            if (coveredCount == 0) continue;
+            for (std::uint64_t left = allColumns[word] & ~uncovered; left != 0; left &= left - 1) {
+                std::size_t const column = word * WordBits + FirstBit(left);
+                MoveColumn<CanOverflow>(column, added, hn::Zero(d));
+            }
+        }
+    }
+
+    template <bool CanOverflow>
+    HWY_INLINE void MoveColumn(std::size_t column, Vector added, Vector subtracted) {
+        for (std::size_t word = 0; word < RowWords(); ++word) {
             std::size_t const start = word * WordBits;
-            std::size_t const end = std::min(start + WordBits, paddedRows);
-            std::uint64_t isZero = 0;
-            for (std::size_t i = start; i < end; i += hn::Lanes(d)) {
-                auto value = hn::Load(d, cell + i);
-                value = hn::Add(value, hn::And(hn::Load(d, coveredMask + i), addend));
-                if constexpr (CanOverflow) value = ForbidLargest(value);
-                value = hn::Sub(value, subtrahend);
-                if constexpr (CanOverflow) value = ForbidLargest(value);
-                hn::Store(value, d, cell + i);
-                isZero |= BitsOf(hn::Eq(value, zero)) << (i - start);
+            std::uint64_t const isZero =
+                MoveCells<CanOverflow>(cells + column * PaddedRows() + start, coveredMask + start,
+                                       std::min(WordBits, PaddedRows() - start), added, subtracted);
+            std::uint64_t& zeros = zerosOfColumn[column * RowWords() + word];
+            for (std::uint64_t left = isZero ^ zeros; left != 0; left &= left - 1) {
+                ToggleBit(zerosOfRow + (start + FirstBit(left)) * columnWords, column);
             }
-            for (std::uint64_t changed = isZero ^ zeros[word]; changed != 0;
-                 changed &= changed - 1) {
-                std::size_t const row = start + static_cast<std::size_t>(std::countr_zero(changed));
-                ToggleBit(zerosOfRow + row * columnWords, column);
-            }
-            zeros[word] = isZero;
+            zeros = isZero;
         }
     }
 
     std::size_t rows;
     std::size_t columns;
-    std::size_t paddedRows;
-    std::size_t rowWords;
     std::size_t columnWords;
     double reach;  // no finite cell is further from 0
     Workspace workspace;
@@ -311,6 +335,7 @@ private:
     std::uint64_t* zerosOfRow;
     std::uint64_t* zerosOfColumn;
     std::uint64_t* freeColumns;  // those without a star
+    std::uint64_t* allColumns;
     std::uint64_t* uncoveredColumns;
     std::uint64_t* uncoveredRows;
     std::uint64_t* rowsWithZero;  // neither the row nor the zero's column is covered
@@ -321,11 +346,18 @@ private:
     std::size_t coveredCount = 0;
 };
 
-void SolveDenseInLanes(float const* costs, float largest, std::size_t rows, std::size_t columns,
-                       std::uint8_t* marks) {
-    Dense solver(costs, largest, rows, columns);
+template <std::size_t FixedRows>
+void Run(float const* costs, float largest, std::size_t rows, std::size_t columns,
+         std::uint8_t* marks) {
+    Dense<FixedRows> solver(costs, largest, rows, columns);
     solver.Run();
     solver.WriteMarks(marks);
+}
+
+void SolveDenseInLanes(float const* costs, float largest, std::size_t rows, std::size_t columns,
+                       std::uint8_t* marks) {
+    auto const run = rows <= 16 ? Run<16> : rows <= 32 ? Run<32> : rows <= 64 ? Run<64> : Run<0>;
+    run(costs, largest, rows, columns, marks);
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 namespace kes::algorithm::tracking_base::hungarian {
 namespace {
 
-constexpr std::size_t MovesPerWord = 64;
+constexpr std::size_t MovesPerWord = MoveHistory::MovesPerWord;
 
 // The lowest `count` bits, or all.
 std::uint64_t FirstBits(std::size_t count) {
@@ -21,48 +21,47 @@ std::uint64_t BitsBefore(std::size_t start, std::size_t end) {
 }  // namespace
 
 MoveHistory::MoveHistory(std::size_t rows, std::size_t columns)
-    // About three moves a pair are usual; a full history is merely started again.
-    : wordsPerLine(2 + std::min(rows, columns) / 10),
-      moves(wordsPerLine * MovesPerWord),
-      covered(rows * wordsPerLine),
-      uncovered(columns * wordsPerLine),
-      freedomEnd(columns, Never),
-      uncoveredSince(columns) {
-    coveredRows.reserve(std::min(rows, columns));
-    uncoveredColumns.reserve(std::min(rows, columns));
+    // Three to six moves a pair are usual; a full history is merely started again.
+    : rows(rows),
+      columns(columns),
+      wordsPerLine(std::min(2 + std::min(rows, columns) / 5, MostMoves / MovesPerWord)) {}
+
+void MoveHistory::TakeArrays(Workspace& workspace) {
+    moves = workspace.Take<float>(wordsPerLine * MovesPerWord);
+    covered = workspace.Take<std::uint64_t>(rows * wordsPerLine);
+    uncovered = workspace.Take<std::uint64_t>(columns * wordsPerLine);
+    freedomEnd = workspace.Take<std::size_t>(columns);
+    uncoveredSince = workspace.Take<std::size_t>(columns);
+    coveredRows = workspace.Take<Change>(std::min(rows, columns));
+    uncoveredColumns = workspace.Take<Change>(std::min(rows, columns));
+    if (freedomEnd != nullptr) std::fill(freedomEnd, freedomEnd + columns, Never);
 }
-
-void MoveHistory::CoverRow(std::size_t row) { coveredRows.push_back({row, size}); }
-
-void MoveHistory::UncoverColumn(std::size_t column) {
-    uncoveredColumns.push_back({column, size});
-    uncoveredSince[column] = size;
-}
-
-void MoveHistory::EndFreedom(std::size_t column) { freedomEnd[column] = size; }
 
 void MoveHistory::EndPhase() {
-    for (Change const& row : coveredRows) SetToEnd(&covered[row.line * wordsPerLine], row.move);
-    for (Change const& column : uncoveredColumns) {
-        SetToEnd(&uncovered[column.line * wordsPerLine], column.move);
+    for (Change const& row : CoveredRows()) SetToEnd(covered + row.line * wordsPerLine, row.move);
+    for (Change const& column : UncoveredColumns()) {
+        SetToEnd(uncovered + column.line * wordsPerLine, column.move);
     }
-    coveredRows.clear();
-    uncoveredColumns.clear();
+    coveredCount = uncoveredCount = 0;
     phaseStart = size;
 }
 
 void MoveHistory::Clear() {
-    std::fill(covered.begin(), covered.end(), 0);
-    std::fill(uncovered.begin(), uncovered.end(), 0);
-    for (std::size_t& end : freedomEnd) end = end == Never ? Never : 0;
+    std::fill(covered, covered + rows * wordsPerLine, 0);
+    std::fill(uncovered, uncovered + columns * wordsPerLine, 0);
+    for (std::size_t column = 0; column < columns; ++column) {
+        if (freedomEnd[column] != Never) freedomEnd[column] = 0;
+    }
     size = phaseStart = 0;
 }
 
 float MoveHistory::Replay(float value, std::size_t from, std::size_t row,
                           std::size_t column) const {
+    // A zero stays zero until its row and its column are both covered.
+    if (value == 0) from = FirstRise(from, row, column);
     for (std::size_t word = from / MovesPerWord; word * MovesPerWord < phaseStart; ++word) {
         std::size_t const start = word * MovesPerWord;
-        float const* const amounts = &moves[start];
+        float const* const amounts = moves + start;
         std::uint64_t const these = BitsBefore(start, phaseStart) & ~BitsBefore(start, from);
         std::uint64_t const adds = CoveredBits(row, word) & these;
         std::uint64_t const subtracts = UncoveredBits(column, word) & these;
@@ -90,6 +89,17 @@ std::uint64_t MoveHistory::CoveredBits(std::size_t row, std::size_t word) const 
 std::uint64_t MoveHistory::UncoveredBits(std::size_t column, std::size_t word) const {
     return uncovered[column * wordsPerLine + word] |
            BitsBefore(word * MovesPerWord, freedomEnd[column]);
+}
+
+// The first move from `from` on, but not of this phase, that found both lines covered.
+std::size_t MoveHistory::FirstRise(std::size_t from, std::size_t row, std::size_t column) const {
+    for (std::size_t word = from / MovesPerWord; word * MovesPerWord < phaseStart; ++word) {
+        std::size_t const start = word * MovesPerWord;
+        std::uint64_t const rises = CoveredBits(row, word) & ~UncoveredBits(column, word) &
+                                    BitsBefore(start, phaseStart) & ~BitsBefore(start, from);
+        if (rises != 0) return start + static_cast<std::size_t>(std::countr_zero(rises));
+    }
+    return std::max(from, phaseStart);
 }
 
 void MoveHistory::SetToEnd(std::uint64_t* words, std::size_t from) const {

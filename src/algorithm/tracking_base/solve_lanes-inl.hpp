@@ -25,6 +25,14 @@ constexpr std::size_t NotFound = std::numeric_limits<std::size_t>::max();
 using Floats = hn::CappedTag<float, LaneMultiple>;
 using Integers = hn::RebindToSigned<Floats>;
 
+// The least lane. No array holds the largest finite float, but Highway 1.0.3's emulated vectors
+// start their search from it where all lanes are +infinity.
+HWY_INLINE float LeastLane(hn::Vec<Floats> values) {
+    float const least = hn::GetLane(hn::MinOfLanes(Floats(), values));
+    return least < std::numeric_limits<float>::max() ? least
+                                                     : std::numeric_limits<float>::infinity();
+}
+
 // The first value from index `from` on that is at most `bound`.
 HWY_INLINE std::size_t FirstAtMost(float const* values, std::size_t from, std::size_t count,
                                    float bound) {
@@ -40,18 +48,15 @@ HWY_INLINE std::size_t FirstAtMost(float const* values, std::size_t from, std::s
     return NotFound;
 }
 
-HWY_INLINE std::size_t FirstEqual(std::int32_t const* values, std::size_t from, std::size_t count,
-                                  std::int32_t wanted) {
+HWY_INLINE void ReplaceAll(std::int32_t from, std::int32_t to, std::size_t count,
+                           std::int32_t* values) {
     Integers const d;
-    auto const target = hn::Set(d, wanted);
-    std::size_t const lanes = hn::Lanes(d);
-    for (std::size_t i = from / lanes * lanes; i < count; i += lanes) {
-        auto isFound = hn::Eq(hn::Load(d, values + i), target);
-        if (i < from) isFound = hn::AndNot(hn::FirstN(d, from - i), isFound);
-        std::intptr_t const lane = hn::FindFirstTrue(d, isFound);
-        if (lane >= 0) return i + static_cast<std::size_t>(lane);
+    auto const old = hn::Set(d, from);
+    auto const replacement = hn::Set(d, to);
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto const value = hn::Load(d, values + i);
+        hn::Store(hn::IfThenElse(hn::Eq(value, old), replacement, value), d, values + i);
     }
-    return NotFound;
 }
 
 HWY_INLINE float Least(float const* values, std::size_t count) {
@@ -60,7 +65,7 @@ HWY_INLINE float Least(float const* values, std::size_t count) {
     for (std::size_t i = hn::Lanes(d); i < count; i += hn::Lanes(d)) {
         least = hn::Min(least, hn::Load(d, values + i));
     }
-    return hn::GetLane(hn::MinOfLanes(d, least));
+    return LeastLane(least);
 }
 
 // The least value greater than `bound`.
@@ -73,15 +78,41 @@ HWY_INLINE float LeastAbove(float const* values, std::size_t count, float bound)
         auto const value = hn::Load(d, values + i);
         least = hn::Min(least, hn::IfThenElse(hn::Gt(value, limit), value, infinity));
     }
-    return hn::GetLane(hn::MinOfLanes(d, least));
+    return LeastLane(least);
 }
 
-// out = max(a, b)
-HWY_INLINE void Greater(float const* a, float const* b, std::size_t count, float* out) {
+struct LeastTwo {
+    float least;
+    float next;          // the least value greater than that
+    std::int32_t index;  // the first of the least
+};
+
+// Of the values whose mask is 0; that of the others is +infinity.
+HWY_INLINE LeastTwo FindLeastTwo(float const* values, float const* mask, std::size_t count) {
     Floats const d;
+    Integers const di;
+    auto const infinity = hn::Set(d, std::numeric_limits<float>::infinity());
+    auto least = infinity;
+    auto next = infinity;
+    auto index = hn::Zero(di);
+    auto here = hn::Iota(di, 0);
+    auto const step = hn::Set(di, static_cast<std::int32_t>(hn::Lanes(d)));
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        hn::Store(hn::Max(hn::Load(d, a + i), hn::Load(d, b + i)), d, out + i);
+        auto const value = hn::Max(hn::Load(d, values + i), hn::Load(d, mask + i));
+        auto const isLess = hn::Lt(value, least);
+        auto const isMore = hn::Gt(value, least);
+        next =
+            hn::IfThenElse(isLess, least, hn::Min(next, hn::IfThenElse(isMore, value, infinity)));
+        least = hn::Min(value, least);
+        index = hn::IfThenElse(hn::RebindMask(di, isLess), here, index);
+        here = hn::Add(here, step);
     }
+    float const leastOfAll = LeastLane(least);
+    auto const isLeast = hn::Eq(least, hn::Set(d, leastOfAll));
+    auto const others = hn::IfThenElse(isLeast, next, least);
+    auto const last = hn::Set(di, std::numeric_limits<std::int32_t>::max());
+    auto const indices = hn::IfThenElse(hn::RebindMask(di, isLeast), index, last);
+    return {leastOfAll, LeastLane(others), hn::GetLane(hn::MinOfLanes(di, indices))};
 }
 
 HWY_INLINE void AddToAll(float amount, std::size_t count, float* values) {
@@ -92,19 +123,7 @@ HWY_INLINE void AddToAll(float amount, std::size_t count, float* values) {
     }
 }
 
-// out = (costs + rise) * shrink - fall, for cells of one column.
-HWY_INLINE void BoundColumn(float const* costs, float const* rise, float shrink, float fall,
-                            std::size_t count, float* out) {
-    Floats const d;
-    auto const factor = hn::Set(d, shrink);
-    auto const subtracted = hn::Set(d, fall);
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const raised = hn::Add(hn::Load(d, costs + i), hn::Load(d, rise + i));
-        hn::Store(hn::Sub(hn::Mul(raised, factor), subtracted), d, out + i);
-    }
-}
-
-// The same for cells of one row.
+// out = (costs + rise) * shrink - fall, for cells of one row.
 HWY_INLINE void BoundRow(float const* costs, float rise, float shrink, float const* fall,
                          std::size_t count, float* out) {
     Floats const d;
@@ -116,6 +135,21 @@ HWY_INLINE void BoundRow(float const* costs, float rise, float shrink, float con
     }
 }
 
+// Takes LaneMultiple cells of a row through moves: each adds the same to all, then subtracts from
+// each its own.
+HWY_INLINE void ReplayMoves(float const* added, float const* subtracted, std::size_t moves,
+                            float* cells) {
+    Floats const d;
+    for (std::size_t i = 0; i < LaneMultiple; i += hn::Lanes(d)) {
+        auto value = hn::Load(d, cells + i);
+        for (std::size_t move = 0; move < moves; ++move) {
+            value = hn::Add(value, hn::Set(d, added[move]));
+            value = hn::Sub(value, hn::LoadU(d, subtracted + move * LaneMultiple + i));
+        }
+        hn::Store(value, d, cells + i);
+    }
+}
+
 // Each row's two least bounds, and the column that the first is of.
 struct RowBounds {
     float* least;
@@ -123,7 +157,25 @@ struct RowBounds {
     std::int32_t* column;
 };
 
-// Takes a column's bounds, as of BoundColumn, into those of the rows. Returns the first row whose
+// Bounds a phase's start from: those of the least and of the next cost among the free columns,
+// whose fall is the same.
+HWY_INLINE void StartRows(RowBounds const& costs, float const* rise, float shrink, float fall,
+                          std::size_t count, RowBounds const& rows) {
+    Floats const d;
+    Integers const di;
+    auto const factor = hn::Set(d, shrink);
+    auto const subtracted = hn::Set(d, fall);
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto const added = hn::Load(d, rise + i);
+        auto const least = hn::Mul(hn::Add(hn::Load(d, costs.least + i), added), factor);
+        auto const second = hn::Mul(hn::Add(hn::Load(d, costs.second + i), added), factor);
+        hn::Store(hn::Sub(least, subtracted), d, rows.least + i);
+        hn::Store(hn::Sub(second, subtracted), d, rows.second + i);
+        hn::Store(hn::Load(di, costs.column + i), di, rows.column + i);
+    }
+}
+
+// Takes a column's bounds into those of the rows. Returns the first row whose
 // least is then at most 0.
 HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, float const* rise,
                                    float shrink, float fall, std::size_t count,
@@ -140,14 +192,12 @@ HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, floa
         auto const bound = hn::Sub(hn::Mul(raised, factor), subtracted);
         auto least = hn::Load(d, rows.least + i);
         auto const second = hn::Load(d, rows.second + i);
-        if (!hn::AllFalse(d, hn::Lt(bound, second))) {
-            auto const isLess = hn::Lt(bound, least);
-            hn::Store(hn::Min(second, hn::Max(bound, least)), d, rows.second + i);
-            least = hn::Min(bound, least);
-            hn::Store(least, d, rows.least + i);
-            auto const old = hn::Load(di, rows.column + i);
-            hn::Store(hn::IfThenElse(hn::RebindMask(di, isLess), name, old), di, rows.column + i);
-        }
+        auto const isLess = hn::Lt(bound, least);
+        hn::Store(hn::Min(second, hn::Max(bound, least)), d, rows.second + i);
+        least = hn::Min(bound, least);
+        hn::Store(least, d, rows.least + i);
+        auto const old = hn::Load(di, rows.column + i);
+        hn::Store(hn::IfThenElse(hn::RebindMask(di, isLess), name, old), di, rows.column + i);
         if (first == NotFound) {
             std::intptr_t const lane = hn::FindFirstTrue(d, hn::Le(least, zero));
             if (lane >= 0) first = i + static_cast<std::size_t>(lane);
