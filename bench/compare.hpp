@@ -13,5 +13,6 @@ using IsWanted = std::function<bool(std::string const& job)>;
 
 std::vector<Result> CompareSegmenters(IsWanted const& isWanted);
 std::vector<Result> CompareSmogs(IsWanted const& isWanted);
+std::vector<Result> CompareSolvers(IsWanted const& isWanted);
 
 }  // namespace kes::bench

@@ -50,7 +50,8 @@ int main(int argc, char** argv) try {
     PinToOneCore();
     cv::setNumThreads(1);
     std::vector<kes::bench::Result> results;
-    for (auto const& compare : {kes::bench::CompareSegmenters, kes::bench::CompareSmogs}) {
+    for (auto const& compare :
+         {kes::bench::CompareSegmenters, kes::bench::CompareSmogs, kes::bench::CompareSolvers}) {
         for (kes::bench::Result const& result : compare(isWanted)) results.push_back(result);
     }
     if (!csvPath.empty()) {
