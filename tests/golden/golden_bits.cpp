@@ -331,6 +331,7 @@ void UseInstructionSet(std::int64_t target) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a crash is known by the line before it
     if (argumentCount != 2) return 2;
     if (std::string_view(arguments[1]) == "--print") {
         for (auto const& answer : AskTheLibrary()) std::fputs(Line(answer).c_str(), stdout);
