@@ -17,7 +17,8 @@ std::ostream& operator<<(
     bool const beforeEpoch = remainder < 0;
     std::chrono::sys_days const day(
         std::chrono::days(sinceEpoch.count() / Day.count() - (beforeEpoch ? 1 : 0)));
-    std::chrono::hh_mm_ss const clock(nanoseconds(remainder) + (beforeEpoch ? Day : nanoseconds(0)));
+    std::chrono::hh_mm_ss const clock(nanoseconds(remainder) +
+                                      (beforeEpoch ? Day : nanoseconds(0)));
     std::chrono::year_month_day const date(day);
 
     // Formatted apart from the stream, whose base, width and locale belong to its owner.

@@ -48,7 +48,6 @@ struct Track {
     Sight sight = Sight::Seen;
     bool confirmed = false;
     bool isAlone = false;  // in sight and clear of every other object and of the border
-    bool isWhole = false;  // no part of it beyond the frame's border
     int framesSeen = 0;
     int framesOut = 0;   // since it was last seen
     float evidence = 0;  // of foreground that only this object explains, 0 to about 1

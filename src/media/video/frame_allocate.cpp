@@ -20,8 +20,8 @@ constexpr std::size_t BlockAlignment = 16;
 constexpr std::uint64_t PixelOffset = 16;  // from the block's start; keeps plane 0 aligned
 static_assert(sizeof(ReferenceCount) == 4);
 
-// Each holds one pointer, which std::function keeps without allocating: once there is a block, making
-// and copying its frames cannot fail.
+// Each holds one pointer, which std::function keeps without allocating: once there is a block,
+// making and copying its frames cannot fail.
 struct AddReference {
     ReferenceCount* count;
     void operator()() const { count->fetch_add(1); }
