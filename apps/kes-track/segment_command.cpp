@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 
+#include "base/finish.hpp"
 #include "base/format.hpp"
 #include "base/output_file.hpp"
 #include "cli/input_options.hpp"
@@ -132,24 +133,17 @@ public:
 
     // Finishes every file, also after one of them failed; throws what failed first.
     void Close() {
-        std::exception_ptr failure;
-        auto const attempt = [&failure](auto const& close) {
-            try {
-                close();
-            } catch (...) {
-                if (!failure) failure = std::current_exception();
-            }
-        };
-        attempt([this] {
+        Finish finish;
+        finish([this] {
             if (video) video->Close();
         });
-        attempt([this] {
+        finish([this] {
             if (jsonLines) jsonLines->Close();
         });
-        attempt([this] {
+        finish([this] {
             if (sheet) WritePng(*pictureFile, sheet->Draw());
         });
-        if (failure) std::rethrow_exception(failure);
+        finish.Done();
     }
 
     // Finishes what can be finished after something else went wrong.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -11,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "base/finish.hpp"
 #include "base/format.hpp"
 #include "draw/overlay.hpp"
 #include "mot/mot_text.hpp"
@@ -168,29 +168,22 @@ cv::Mat Outputs::Page() const {
 }
 
 void Outputs::Close() {
-    std::exception_ptr failure;
-    auto const attempt = [&failure](auto const& close) {
-        try {
-            close();
-        } catch (...) {
-            if (!failure) failure = std::current_exception();
-        }
-    };
-    attempt([this] {
+    Finish finish;
+    finish([this] {
         if (video) video->Close();
     });
-    attempt([this] {
+    finish([this] {
         if (mot) mot->Close();
     });
-    attempt([this] {
+    finish([this] {
         if (jsonLines) jsonLines->Close();
     });
-    attempt([this] {
+    finish([this] {
         if (!sheet) return;
         pictureFile->Write(video::EncodePng(Page()));
         pictureFile->Close();
     });
-    if (failure) std::rethrow_exception(failure);
+    finish.Done();
 }
 
 }  // namespace kes::track::run

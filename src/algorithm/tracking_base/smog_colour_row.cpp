@@ -7,13 +7,8 @@
 
 #include "algorithm/tracking_base/smog_colour_row.hpp"
 
-// Where Highway only imitates vectors, plain code is faster; and a struct cannot hold vectors whose
-// size the compiler does not know (SVE, RVV).
-#undef KES_HAS_LANES
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_HAVE_SCALABLE
-#define KES_HAS_LANES 0
-#else
-#define KES_HAS_LANES 1
+#include "algorithm/tracking_base/has_lanes-inl.hpp"
+#if KES_HAS_LANES
 #include "algorithm/tracking_base/smog_colour_row-inl.hpp"
 #endif
 

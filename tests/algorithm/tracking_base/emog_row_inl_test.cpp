@@ -13,11 +13,8 @@
 
 #include "support/instruction_sets.hpp"
 
-#undef KES_HAS_LANES
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_HAVE_SCALABLE
-#define KES_HAS_LANES 0
-#else
-#define KES_HAS_LANES 1
+#include "algorithm/tracking_base/has_lanes-inl.hpp"
+#if KES_HAS_LANES
 #include "algorithm/tracking_base/emog_row-inl.hpp"
 #endif
 
