@@ -52,7 +52,7 @@ void Print(std::ostream& out, std::vector<Result> const& results) {
     out << results.front().job << '\n';
     for (Result const& result : results) {
         char line[128];
-        std::snprintf(line, sizeof line, "  %-34s %12.1f us %9.2f x\n", result.name.c_str(),
+        std::snprintf(line, sizeof line, "  %-34s %12.2f us %9.2f x\n", result.name.c_str(),
                       result.microseconds, result.microseconds / results.front().microseconds);
         out << line;
     }
