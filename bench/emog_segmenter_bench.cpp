@@ -26,8 +26,7 @@ bool AgreesWithPlain(SegmenterRun run, Loop const& pictures) {
     return true;
 }
 
-void Segmenter(benchmark::State& state, char const* contentName) try {
-    cv::Size const size(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+void Segmenter(benchmark::State& state, cv::Size size, std::string const& contentName) try {
     std::unique_ptr<Content> const content = MakeContent(contentName, size);
     SegmenterRun run(size);
     for (std::size_t i = 0; i < WarmUpFrames; ++i) run.Process(content->Next());
@@ -38,20 +37,22 @@ void Segmenter(benchmark::State& state, char const* contentName) try {
     }
     std::size_t i = 0;
     for (auto _ : state) run.Process(pictures[i++]);
-    state.SetItemsProcessed(static_cast<std::int64_t>(i) * size.area() / 4);  // cells
+    state.counters["per cell"] = {size.area() / 4.0, benchmark::Counter::kIsIterationInvariantRate |
+                                                         benchmark::Counter::kInvert};
 } catch (std::exception const& error) {
     state.SkipWithError(error.what());
 }
 
-void Sizes(benchmark::internal::Benchmark* benchmark) {
-    benchmark->Args({768, 576})->Args({1920, 1080})->Args({3840, 2160});
-    benchmark->Unit(benchmark::kMicrosecond);
-}
-
-BENCHMARK_CAPTURE(Segmenter, clip, "clip")->Apply(Sizes);
-BENCHMARK_CAPTURE(Segmenter, noise, "noise")->Apply(Sizes);
-BENCHMARK_CAPTURE(Segmenter, static, "static")->Apply(Sizes);
-BENCHMARK_CAPTURE(Segmenter, crowd, "crowd")->Apply(Sizes);
+[[maybe_unused]] bool const isRegistered = [] {
+    for (cv::Size size : SegmenterSizes) {
+        for (char const* content : SegmenterContents) {
+            benchmark::RegisterBenchmark(SegmenterJob(size, content).c_str(), Segmenter, size,
+                                         content)
+                ->Unit(benchmark::kMicrosecond);
+        }
+    }
+    return true;
+}();
 
 }  // namespace
 }  // namespace kes::bench

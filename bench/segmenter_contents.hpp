@@ -12,6 +12,14 @@
 
 namespace kes::bench {
 
+inline cv::Size const SegmenterSizes[] = {{768, 576}, {1920, 1080}, {3840, 2160}};
+constexpr char const* SegmenterContents[] = {"clip", "static", "noise", "crowd"};
+
+inline std::string SegmenterJob(cv::Size size, std::string const& content) {
+    return "Segmenter/" + std::to_string(size.width) + "x" + std::to_string(size.height) + "/" +
+           content;
+}
+
 // An endless sequence of grey pictures.
 class Content {
 public:
