@@ -18,13 +18,13 @@ double Now() {
     return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) * 1e-3;
 }
 
-double Median(std::vector<double>& values) {
+}  // namespace
+
+double Median(std::vector<double> values) {
     auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
 }
-
-}  // namespace
 
 std::vector<Result> RunContest(std::string const& job, std::vector<Contender> const& contenders,
                                Plan const& plan) {
@@ -32,11 +32,11 @@ std::vector<Result> RunContest(std::string const& job, std::vector<Contender> co
     std::size_t repetition = 0;
     for (std::size_t round = 0; round < plan.rounds; ++round) {
         for (std::size_t i = 0; i < contenders.size(); ++i) {
-            contenders[i].run(repetition);
-            for (std::size_t k = 1; k <= plan.repetitionsInARow; ++k) {
+            for (std::size_t k = 0; k <= plan.repetitionsInARow; ++k) {
+                if (plan.prepare) plan.prepare(repetition + k);
                 double const start = Now();
                 contenders[i].run(repetition + k);
-                times[i].push_back(Now() - start);
+                if (k != 0) times[i].push_back(Now() - start);
             }
         }
         repetition += plan.repetitionsInARow + 1;

@@ -25,10 +25,14 @@ struct Result {
 struct Plan {
     std::size_t rounds = 5;
     std::size_t repetitionsInARow = 20;
+    // Run before every repetition, untimed; may be none.
+    std::function<void(std::size_t repetition)> prepare = nullptr;
 };
 
 std::vector<Result> RunContest(std::string const& job, std::vector<Contender> const& contenders,
                                Plan const& plan);
+
+double Median(std::vector<double> values);
 
 // A table: medians, and their ratios to the first contender's.
 void Print(std::ostream& out, std::vector<Result> const& results);
