@@ -109,6 +109,9 @@ HWY_INLINE Wide Square(D16 d, V16 v) {
             hn::BitCast(d32, hn::InterleaveUpper(d, low, high))};
 }
 
+// Below this deviation roots and means are simpler to make: 16 luminance steps.
+constexpr std::uint16_t Far = 4096;
+
 // The integer part of sqrt(v) for 0 <= v <= 2^27. The float of v is off by less than one in 2^24,
 // so the float root is off by less than 11586 / 2^24 < 0.01 and its nearest integer is the root's
 // integer part or one more, which its square tells. Adding 2^23 rounds the root to that integer and
@@ -120,6 +123,18 @@ HWY_INLINE V32 FloorSqrt(V32 v) {
     auto const rounded = hn::Add(hn::Sqrt(hn::ConvertTo(df, v)), hn::BitCast(df, bitsOfTwoTo23));
     V32 const nearest = hn::Sub(hn::BitCast(d, rounded), bitsOfTwoTo23);
     return hn::Add(nearest, hn::VecFromMask(d, hn::Gt(hn::Mul(nearest, nearest), v)));
+}
+
+// The same for 0 < v < Far^2, which a float holds exactly. The root of n^2 - 1 is more than 1 / 2n
+// below n, at least half the step between floats there, so no root is rounded up to n. The sum of a
+// root and 2^22 - 1/4 lies where floats are 1/2 apart, and its nearest float (of two, the even one,
+// which is whole) is n for roots from n on and at most n + 1/2 for those below n + 1.
+HWY_INLINE V32 FloorSqrtNear(V32 v) {
+    D32 const d;
+    hn::RebindToFloat<D32> const df;
+    V32 const bitsBelowTwoTo22 = hn::Set(d, 0x4A7FFFFF);
+    auto const halves = hn::Add(hn::Sqrt(hn::ConvertTo(df, v)), hn::BitCast(df, bitsBelowTwoTo22));
+    return hn::And(hn::ShiftRight<1>(hn::BitCast(d, halves)), hn::Set(d, 0xFFFF));
 }
 
 // Learning weights, out of 256. Steps are rounded toward minus infinity.
@@ -135,6 +150,13 @@ struct SteadyRate {
         // (fall + 127) >> 7 without a carry out of 16 bits: AverageRound is (a + b + 1) >> 1.
         V16 const down = hn::ShiftRight<6>(hn::AverageRound(fall, hn::Set(d, std::uint16_t{126})));
         return hn::Sub(hn::Add(from, hn::ShiftRight<7>(rise)), down);
+    }
+
+    // The same for a difference below Far.
+    HWY_INLINE V16 MoveNear(D16 d, V16 from, V16 to) const {
+        hn::Repartition<std::int16_t, D16> const di;
+        auto const difference = hn::BitCast(di, hn::Sub(to, from));
+        return hn::Add(from, hn::BitCast(d, hn::ShiftRight<7>(difference)));
     }
 
     HWY_INLINE V32 Move(V32 from, V32 to) const {
@@ -157,6 +179,8 @@ struct AnyRate {
         V16 const down = hn::Add(hn::MulHigh(fall, weight), hn::Add(one, isWhole));
         return hn::Sub(hn::Add(from, hn::MulHigh(rise, weight)), down);
     }
+
+    HWY_INLINE V16 MoveNear(D16 d, V16 from, V16 to) const { return Move(d, from, to); }
 
     // With to - from = 256 h + l, 0 <= l < 256, the step is h * rate + (l * rate >> 8): no product
     // leaves 32 bits while the squares stay within 2^27.
@@ -275,10 +299,10 @@ HWY_INLINE void StoreBackground(D16 d, ModeLanes const& mode, V16 youngerCount, 
                cells, Slot0Block);
 }
 
-HWY_INLINE CellLanes LoadCells(D16 d, Background const& background, CellModel const* cells) {
+HWY_INLINE CellLanes LoadCells(D16 d, CellModel const* cells) {
     Block const b = LoadBlock(d, cells, Slot1Block);
     Block const c = LoadBlock(d, cells, Slot2Block);
-    return {{background.mode,
+    return {{LoadBackground(d, cells).mode,
              {b.at[0], {{b.at[1], b.at[2]}, {b.at[3], b.at[4]}, {b.at[5], b.at[6]}}},
              {c.at[1], {{c.at[2], c.at[3]}, {c.at[4], c.at[5]}, {c.at[6], c.at[7]}}}}};
 }
@@ -468,9 +492,36 @@ HWY_INLINE Outputs Report(D16 d, Placement const& placement, FrameValues const& 
 
 // ------------------------------------------------------------------------------- strips and rows
 
-// Cells as in most of a picture: every one sees its background and has nothing younger, and no mask
-// bit is set. Then the mode ages, nothing is placed anew or cleared or reported, and only the first
-// 16 bytes of the records are touched.
+// Cells as in most of a picture: every one sees its background and has nothing younger. Then the
+// mode ages, nothing is placed anew or cleared or reported, and only the first 16 bytes of the
+// records are touched. No deviation, the observation's or the mode's, reaches Far.
+HWY_INLINE bool IsQuiet(D16 d, Background const& background, Features const& features,
+                        FrameValues const& values) {
+    V16 deviations = hn::Zero(d);
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        FeatureLanes const& model = background.mode.features[i];
+        deviations = hn::Or(deviations, model.stdDev);
+        deviations = hn::Or(deviations, AbsoluteDifference(features.at[i], model.mean));
+    }
+    V16 const far = hn::And(deviations, hn::Set(d, static_cast<std::uint16_t>(0 - Far)));
+    return hn::AllTrue(d, hn::And(Fits(d, background.mode, features, values),
+                                  IsZero(d, hn::Or(far, background.youngerCount))));
+}
+
+// Learned where no deviation reaches Far.
+template <class Rate>
+HWY_INLINE FeatureLanes LearnedNear(D16 d, FeatureLanes const& old, V16 feature, Rate const& rate) {
+    hn::Repartition<std::int16_t, D16> const di16;
+    D32 const d32;
+    Wide const squared = Square(d, AbsoluteDifference(feature, old.mean));
+    Wide const oldSquared = Square(d, old.stdDev);
+    V32 const least = hn::Set(d32, std::int32_t{MinSquaredDeviation});
+    V32 const lower = rate.Move(oldSquared.lower, hn::Max(squared.lower, least));
+    V32 const upper = rate.Move(oldSquared.upper, hn::Max(squared.upper, least));
+    auto const stdDev = hn::ReorderDemote2To(di16, FloorSqrtNear(lower), FloorSqrtNear(upper));
+    return {rate.MoveNear(d, old.mean, feature), hn::BitCast(d, stdDev)};
+}
+
 template <class Rate>
 HWY_INLINE void UpdateQuiet(D16 d, Background const& background, Features const& features,
                             FrameValues const& values, Rate const& rate, CellModel* cells) {
@@ -478,7 +529,7 @@ HWY_INLINE void UpdateQuiet(D16 d, Background const& background, Features const&
     ModeLanes mode;
     mode.count = hn::Min(hn::Add(background.mode.count, one), hn::Set(d, values.maxCount));
     for (std::size_t i = 0; i < FeatureCount; ++i) {
-        mode.features[i] = Learned(d, background.mode.features[i], features.at[i], rate);
+        mode.features[i] = LearnedNear(d, background.mode.features[i], features.at[i], rate);
     }
     StoreBackground(d, mode, background.youngerCount, cells);
 }
@@ -489,15 +540,14 @@ HWY_INLINE Outputs UpdateStrip(CellModel* cells, unsigned char const* patch, std
     D16 const d;
     Features const features = Observe(d, patch, stride);
     Background const background = LoadBackground(d, cells);
-    Lanes const isQuiet =
-        hn::And(Fits(d, background.mode, features, values), IsZero(d, background.youngerCount));
-    if ((commands.reset | commands.freeze) == 0 && hn::AllTrue(d, isQuiet)) {
+    if (HWY_LIKELY((commands.reset | commands.freeze) == 0 &&
+                   IsQuiet(d, background, features, values))) {
         UpdateQuiet(d, background, features, values, rate, cells);
         return {0, 0};
     }
     Lanes const reset = LanesOf(d, commands.reset);
     Lanes const freeze = LanesOf(d, commands.freeze);
-    CellLanes cell = LoadCells(d, background, cells);
+    CellLanes cell = LoadCells(d, cells);
     Match const match = FindMatch(d, cell, features, values);
     Placement const placement = Place(d, cell, match, reset, freeze, values);
     ClearYounger(d, cell, placement);

@@ -23,18 +23,25 @@ namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
 
 #if KES_HAS_LANES
 
-void CheckFloorSqrt() {
+template <typename Root>
+void CheckRoots(std::int32_t last, Root const& root) {
     D32 const d;
     constexpr std::int32_t Count = hn::MaxLanes(D32());
     std::int32_t expected = 0;  // the root of `first`
-    for (std::int32_t first = 0; first <= std::int32_t{MaxSquaredDeviation}; first += Count) {
+    for (std::int32_t first = 0; first <= last; first += Count) {
         HWY_ALIGN std::int32_t roots[Count];
-        hn::Store(FloorSqrt(hn::Iota(d, first)), d, roots);
+        hn::Store(root(hn::Iota(d, first)), d, roots);
+        if (first == 0) roots[0] = 0;  // which no deviation has
         for (std::int32_t i = 0; i < Count; ++i) {
             if ((expected + 1) * (expected + 1) <= first + i) ++expected;
             if (roots[i] != expected) ASSERT_EQ(roots[i], expected) << "of " << first + i;
         }
     }
+}
+
+void CheckFloorSqrt() {
+    CheckRoots(MaxSquaredDeviation, [](V32 v) HWY_ATTR { return FloorSqrt(v); });
+    CheckRoots(Far * Far - 1, [](V32 v) HWY_ATTR { return FloorSqrtNear(v); });
 }
 
 void CheckTolerance() {
@@ -60,15 +67,20 @@ void CheckMeans(std::int32_t weight) {
     for (std::uint32_t from : {0U, 1U, 999U, 32768U, 65534U, 65535U}) {
         for (std::uint32_t first = 0; first < 65536; first += StripCells) {
             HWY_ALIGN std::uint16_t found[StripCells];
+            HWY_ALIGN std::uint16_t foundNear[StripCells];
             V16 const to = hn::Iota(d, static_cast<std::uint16_t>(first));
             V16 const old = hn::Set(d, static_cast<std::uint16_t>(from));
             hn::Store(Rate(weight).Move(d, old, to), d, found);
+            hn::Store(Rate(weight).MoveNear(d, old, to), d, foundNear);
             for (std::uint32_t i = 0; i < StripCells; ++i) {
                 auto const target = static_cast<std::int32_t>(first + i);
                 auto const start = static_cast<std::int32_t>(from);
                 std::int32_t const expected = start + ((target - start) * weight >> 8);
-                if (found[i] != expected) {
+                bool const isNear = std::abs(target - start) < Far;
+                if (found[i] != expected || (isNear && foundNear[i] != expected)) {
                     ASSERT_EQ(found[i], expected) << from << " to " << target << " by " << weight;
+                    ASSERT_EQ(foundNear[i], expected)
+                        << from << " to " << target << " by " << weight;
                 }
             }
         }
@@ -158,7 +170,7 @@ void CheckTranspose() {
             ASSERT_EQ(stored[i], isInBlock ? i + 1 : 0);
         }
     }
-    CellLanes const cell = LoadCells(d, LoadBackground(d, cells.data()), cells.data());
+    CellLanes const cell = LoadCells(d, cells.data());
     std::vector<CellModel> copy(StripCells);
     StoreCells(d, cell, copy.data());
     ASSERT_EQ(std::memcmp(copy.data(), before.data(), StripCells * sizeof(CellModel)), 0);

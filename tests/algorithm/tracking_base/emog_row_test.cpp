@@ -74,9 +74,17 @@ protected:
                 CellModel& cell = cells[x];
                 cell.slots[1].count = 0;
                 for (std::size_t i = 0; i < FeatureCount; ++i) {
-                    std::uint16_t const mean = static_cast<std::uint16_t>(seen[i] + Below(3) - 1);
-                    cell.slots[0].features[i].mean = mean;
-                    cell.slots[0].features[i].stdDev |= 404;
+                    // The last two make a deviation of which only the exact root is right: they are
+                    // the reason why the short cut for quiet strips ends at 4095.
+                    constexpr unsigned Edges[][2] = {
+                        {4095, 4095}, {4096, 4096}, {4070, 4200}, {10904, 4008}};
+                    bool const isEdge = Below(100) == 0;
+                    auto const& edge = Edges[Below(4)];
+                    unsigned const apart = isEdge ? edge[0] : Below(400);
+                    unsigned const stdDev = isEdge ? edge[1] : 1100 + Below(2900);
+                    unsigned const mean = Below(2) == 0 ? seen[i] + apart : seen[i] - apart;
+                    cell.slots[0].features[i] = {static_cast<std::uint16_t>(mean),
+                                                 static_cast<std::uint16_t>(stdDev)};
                 }
             }
         }
