@@ -1,6 +1,7 @@
 #include <kes/algorithm/tracking_base/solve.hpp>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -14,26 +15,31 @@ namespace kes::algorithm::tracking_base::hungarian {
 namespace {
 
 struct Contents {
-    bool isValid = true;
-    bool isNegative = false;
-    float largest = 0;  // the largest magnitude of the costs that forbid nothing
+    bool isValid;
+    bool isNegative;
+    float largest;  // the largest magnitude of the costs that forbid nothing
 };
 
-Contents Survey(float const* costs, std::int64_t count) {
-    Contents contents;
-    for (std::int64_t i = 0; i < count; ++i) {
-        float const cost = costs[i];
-        // False for NaN as well.
-        contents.isValid &= cost > -std::numeric_limits<float>::infinity();
-        contents.isNegative |= cost < 0;
-        bool const isForbidden = cost >= std::numeric_limits<float>::max();
-        contents.largest = std::max(contents.largest, isForbidden ? 0 : std::abs(cost));
+// On the costs' bits, whose order as signed numbers is that of the costs from 0 on, because a
+// compiler makes vectors of these loops over integers, and none over floats.
+Contents Survey(float const* costs, std::size_t count) {
+    constexpr auto Magnitude = std::numeric_limits<std::int32_t>::max();
+    constexpr auto Forbidden = std::bit_cast<std::int32_t>(std::numeric_limits<float>::max());
+    constexpr auto Infinity = std::bit_cast<std::int32_t>(std::numeric_limits<float>::infinity());
+    std::int32_t isInvalid = 0, isNegative = 0, largest = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        auto const bits = std::bit_cast<std::int32_t>(costs[i]);
+        std::int32_t const magnitude = bits & Magnitude;
+        // NaN lies beyond infinity.
+        isInvalid |= (magnitude > Infinity) | ((bits < 0) & (magnitude == Infinity));
+        isNegative |= (bits < 0) & (magnitude != 0);
+        largest = std::max(largest, bits >= Forbidden ? 0 : magnitude);
     }
-    return contents;
+    return {isInvalid == 0, isNegative != 0, std::bit_cast<float>(largest)};
 }
 
 // Whether all costs are among 128 evenly spaced values, so that many tie.
-bool IsCoarse(float const* costs, std::int64_t count, float largest) {
+bool IsCoarse(float const* costs, std::size_t count, float largest) {
     int const exponent = largest == 0 ? 0 : std::ilogb(largest) - 6;
     if (exponent < -149 || exponent > 100) return false;
     // Adding 2^23 units rounds to whole units.
@@ -45,9 +51,9 @@ bool IsCoarse(float const* costs, std::int64_t count, float largest) {
 
 // Bringing every cell up to date costs less than asking which ones matter where there are few
 // cells, and where ties make many zeros at once, so that there are few moves.
-bool IsForDense(float const* costs, std::int64_t count, Contents const& contents) {
-    constexpr std::int64_t FewCells = 64 * 64;
-    constexpr std::int64_t FewCellsWithTies = 200 * 200;
+bool IsForDense(float const* costs, std::size_t count, Contents const& contents) {
+    constexpr std::size_t FewCells = 64 * 64;
+    constexpr std::size_t FewCellsWithTies = 200 * 200;
     return contents.isNegative || count <= FewCells ||
            (count <= FewCellsWithTies && IsCoarse(costs, count, contents.largest));
 }
@@ -57,15 +63,15 @@ bool IsForDense(float const* costs, std::int64_t count, Contents const& contents
 namespace detail {
 
 void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std::uint8_t* marks) {
-    std::int64_t const cells = rows * columns;
+    auto const rowCount = static_cast<std::size_t>(rows);
+    auto const columnCount = static_cast<std::size_t>(columns);
+    std::size_t const cells = rowCount * columnCount;
     Contents const contents = Survey(costs, cells);
     if (!contents.isValid) {
         throw std::invalid_argument("Cost matrix must not hold NaN or negative infinity");
     }
-    std::fill(marks, marks + cells, std::uint8_t{0});
+    std::fill_n(marks, cells, std::uint8_t{0});
     if (cells == 0) return;
-    auto const rowCount = static_cast<std::size_t>(rows);
-    auto const columnCount = static_cast<std::size_t>(columns);
     if (IsForDense(costs, cells, contents) ||
         !SolveDeferred(costs, contents.largest, rowCount, columnCount, marks)) {
         SolveDense(costs, contents.largest, rowCount, columnCount, marks);

@@ -190,11 +190,8 @@ private:
         if (exponent > 100) return;
         unit = std::ldexp(1.0F, exponent);
         float const magic = unit * 0x1p23F;
-        bool isRounded = false;
-        for (std::size_t i = 0; i < columns * paddedRows; ++i) {
-            isRounded |= (byColumn[i] + magic) - magic != byColumn[i];
-        }
-        isExact = !isRounded;
+        isExact = std::all_of(byColumn, byColumn + columns * paddedRows,
+                              [&](float cost) { return (cost + magic) - magic == cost; });
     }
 
     std::size_t StarZeros() {
@@ -357,8 +354,8 @@ private:
 
     // Settles a row by the bounds of all its cells.
     void LookAt(std::size_t row) {
-        BoundRow(byRow + row * paddedColumns, rise[row], Shrink(), fall, paddedColumns, scratch);
-        float const bound = Least(scratch, paddedColumns);
+        float const bound = BoundRow(byRow + row * paddedColumns, rise[row], Shrink(), fall,
+                                     paddedColumns, scratch);
         if (bound == Infinity) {
             now.least[row] = now.second[row] = Infinity;
             return;

@@ -123,16 +123,20 @@ HWY_INLINE void AddToAll(float amount, std::size_t count, float* values) {
     }
 }
 
-// out = (costs + rise) * shrink - fall, for cells of one row.
-HWY_INLINE void BoundRow(float const* costs, float rise, float shrink, float const* fall,
-                         std::size_t count, float* out) {
+// out = (costs + rise) * shrink - fall, for cells of one row. Returns the least.
+HWY_INLINE float BoundRow(float const* costs, float rise, float shrink, float const* fall,
+                          std::size_t count, float* out) {
     Floats const d;
     auto const factor = hn::Set(d, shrink);
     auto const added = hn::Set(d, rise);
+    auto least = hn::Set(d, std::numeric_limits<float>::infinity());
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
         auto const raised = hn::Add(hn::Load(d, costs + i), added);
-        hn::Store(hn::Sub(hn::Mul(raised, factor), hn::Load(d, fall + i)), d, out + i);
+        auto const bound = hn::Sub(hn::Mul(raised, factor), hn::Load(d, fall + i));
+        least = hn::Min(least, bound);
+        hn::Store(bound, d, out + i);
     }
+    return LeastLane(least);
 }
 
 // Takes LaneMultiple cells of a row through moves: each adds the same to all, then subtracts from
