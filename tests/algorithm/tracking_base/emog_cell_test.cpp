@@ -194,28 +194,17 @@ TEST(EmogCell, PlacesClearsAndReportsByAge) {
     }
 }
 
-TEST(EmogCell, AgesStopAtAnAgeLimitOfZero) {
-    FrameValues values = Defaults;
-    values.maxCount = 0;
-    CellModel const empty{};
-    Placement const placement = Place(empty, MatchOf(empty, Match::None), {}, values);
-    EXPECT_EQ(placement.slot, 0);
-    EXPECT_EQ(placement.count, 0);
-
-    // Over a model learnt before, a mode of age 0 can stay in slot 1 and is reported.
-    CellModel const learnt = CellOfAges({500, 7, 0});
-    Placement const young = Place(learnt, MatchOf(learnt, 1), {}, values);
-    EXPECT_EQ(young.slot, 1);
-    EXPECT_EQ(young.count, 0);
-    EXPECT_EQ(Report(young, values), Output::YoungForeground);
-}
-
 TEST(EmogCell, LearnsMeanAndDeviation) {
+    constexpr Placement Grown{0, 501, false};
+    constexpr Placement Afresh{0, 1, true};
+    constexpr auto None = Match::None;
     struct Case {
         char const* what;
         std::uint16_t mean, stdDev, seen;
         std::int32_t rate;
         std::uint16_t meanAfter, stdDevAfter;
+        Placement placement = Grown;
+        int matched = 0;
     };
     Case const cases[] = {
         {"the second frame, 17 steps brighter", 25600, 1144, 29952, 128, 27776, 3181},
@@ -230,45 +219,25 @@ TEST(EmogCell, LearnsMeanAndDeviation) {
         {"the widest step down", 65535, 11585, 0, 255, 255, 11585},
         {"a deviation falls by the floor of its step", 1000, 405, 1000, 2, 1000, 404},
         {"a rate of one", 1000, 1144, 5000, 256, 5000, 4000},
+        {"a new mode", 1000, 404, 60000, 2, 60000, 1144, Afresh, None},
+        {"a reset one deviates as this frame does", 10000, 1144, 11000, 2, 11000, 1000, Afresh},
+        {"at least by the smallest deviation", 10000, 1144, 10000, 2, 10000, 404, Afresh},
+        {"at most by the largest", 10000, 1144, 60000, 2, 60000, 11585, Afresh},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.what);
         CellModel cell{{ModeOf(500, c.mean, c.stdDev), {}, {}}};
         FrameValues values = Defaults;
         values.learningRate = c.rate;
-        Learn(cell, {0, 501, false}, MatchOf(cell, 0), {c.seen, c.seen, c.seen}, {}, values);
+        Commands const commands{c.placement.relearn && c.matched != None, false};
+        Learn(cell, c.placement, MatchOf(cell, c.matched), {c.seen, c.seen, c.seen}, commands,
+              values);
+        EXPECT_EQ(cell.slots[0].count, c.placement.count);
         for (FeatureModel const& feature : cell.slots[0].features) {
             EXPECT_EQ(feature.mean, c.meanAfter);
             EXPECT_EQ(feature.stdDev, c.stdDevAfter);
         }
     }
-}
-
-TEST(EmogCell, RelearnsFromTheObservation) {
-    Features const seen{11000, 10000, 60000};
-    CellModel cell = CellOfAges({500, 0, 0});
-    Learn(cell, {1, 1, true}, MatchOf(cell, Match::None), seen, {}, Defaults);
-    Learn(cell, {0, 1, true}, MatchOf(cell, 0), seen, {true, false}, Defaults);
-    std::array<std::uint16_t, 3> const afterReset{1000, 404, 11585};
-    for (std::size_t i = 0; i < FeatureCount; ++i) {
-        EXPECT_EQ(cell.slots[1].features[i].mean, seen[i]);
-        EXPECT_EQ(cell.slots[1].features[i].stdDev, NewModeStdDev);
-        EXPECT_EQ(cell.slots[0].features[i].mean, seen[i]);
-        EXPECT_EQ(cell.slots[0].features[i].stdDev, afterReset[i]);
-    }
-}
-
-TEST(EmogCell, TakesOneFrameThroughAllSteps) {
-    Patch const patch = PatchOf([](int, int) { return 117; });
-    CellModel cell{{ModeOf(1), {}, {}}};
-    cell.slots[0].features = {{{32768, 1144}, {32768, 1144}, {25600, 1144}}};
-    FrameValues values = Defaults;
-    values.learningRate = 128;
-    EXPECT_EQ(Update(cell, patch.data(), 4, {}, values), Output::Background);
-    EXPECT_EQ(cell.slots[0].count, 2);
-    EXPECT_EQ(cell.slots[0].features[0].stdDev, 858);
-    EXPECT_EQ(cell.slots[0].features[2].mean, 27776);
-    EXPECT_EQ(cell.slots[0].features[2].stdDev, 3181);
 }
 
 }  // namespace

@@ -254,22 +254,6 @@ TEST(EmogSegmenterImpl, LearnsAConstantSceneAsTheModelSays) {
     }
 }
 
-TEST(EmogSegmenterImpl, WritesOnlyCellsWhosePixelsLieInTheFrame) {
-    EmogSegmenter::Impl impl;
-    Picture const picture(640, 480, 0, 1);
-    Mask const none(320, 240);
-    Mask foreground(none), stationary(none);
-    impl.Process(picture.View(), none.words.data(), none.words.data(), none.words.data(),
-                 foreground.words.data(), stationary.words.data());
-    ASSERT_EQ(impl.blobState.rows(), 240);
-    ASSERT_EQ(impl.blobState.cols(), 320);
-    for (Eigen::Index y = 0; y < 240; ++y) {
-        for (Eigen::Index x = 0; x < 320; ++x) {
-            ASSERT_EQ(impl.blobState(y, x).slots[0].count, x < 319 && y < 239 ? 1 : 0);
-        }
-    }
-}
-
 TEST(EmogSegmenterImpl, KeepsTheBlockWhenOnlyTheShapeChanges) {
     EmogSegmenter::Impl impl;
     impl.ResizeBlobState({320, 240});
