@@ -123,8 +123,10 @@ std::vector<Result> Compare(std::string const& job, std::string const& contentNa
         sink = static_cast<std::uint64_t>(cv::sum(halves[i % halves.size()])[0]);
     };
     // At 4K a peer takes up to half a second.
-    std::size_t const repetitions = size.width > 1920 ? 5 : 20;
-    std::vector<Result> const results = RunContest(job, contenders, {5, repetitions, readPicture});
+    Plan plan;
+    if (size.width > 1920) plan.repetitionsInARow = 3;
+    plan.prepare = readPicture;
+    std::vector<Result> const results = RunContest(job, contenders, plan);
     others.push_back(std::move(plainAtO2));
     for (SegmenterRun const& other : others) {
         if (!SameModel(ours.segmenter, other.segmenter) || ours.foreground != other.foreground ||

@@ -23,8 +23,8 @@ struct Result {
 // Every contender runs a block of repetitions, the first of them untimed, before the next one has
 // its turn, and all of them do so in every round. Each contender's repetitions count up from 0.
 struct Plan {
-    std::size_t rounds = 5;
-    std::size_t repetitionsInARow = 20;
+    std::size_t rounds = 10;
+    std::size_t repetitionsInARow = 10;
     // Run before every repetition, untimed; may be none.
     std::function<void(std::size_t repetition)> prepare = nullptr;
 };
