@@ -1,38 +1,39 @@
-// Runs a fuzz target over files, for builds without libFuzzer: replay FILE|DIRECTORY...
+// Runs a fuzz target over files, and over random bytes as well, for builds without libFuzzer: what
+// a target compares, every build's tests compare. usage: NAME_fuzz FILE...
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
+
+#include "support/generated.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
 namespace {
 
-void Replay(std::filesystem::path const& file) {
-    std::ifstream stream(file, std::ios::binary);
-    std::vector<char> const bytes{std::istreambuf_iterator<char>(stream), {}};
-    // Named first, so that a crash is known by its file.
-    std::fprintf(stderr, "%s\n", file.c_str());
+constexpr std::uint32_t RandomInputs = 1000;
+constexpr std::uint32_t LongestRandomInput = 500;
+
+void Run(std::vector<char> const& bytes) {
     LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());
 }
 
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-    int files = 0;
+    // Each is named first, so that a crash is known by its input.
     for (int i = 1; i < argumentCount; ++i) {
-        std::filesystem::path const path = arguments[i];
-        if (!std::filesystem::is_directory(path)) {
-            Replay(path);
-            ++files;
-            continue;
-        }
-        for (auto const& entry : std::filesystem::directory_iterator(path)) {
-            Replay(entry.path());
-            ++files;
-        }
+        std::fprintf(stderr, "%s\n", arguments[i]);
+        std::ifstream stream(arguments[i], std::ios::binary);
+        Run({std::istreambuf_iterator<char>(stream), {}});
     }
-    return files > 0 ? 0 : 1;
+    for (std::uint32_t seed = 0; seed < RandomInputs; ++seed) {
+        std::fprintf(stderr, "random input %u\n", seed);
+        kes::test::Generator random(seed);
+        std::vector<char> bytes(random.Below(LongestRandomInput));
+        for (char& byte : bytes) byte = static_cast<char>(random.Below(256));
+        Run(bytes);
+    }
+    return argumentCount > 1 ? 0 : 1;
 }

@@ -12,6 +12,7 @@
 #include "bytes.hpp"
 #include "support/colour_picture.hpp"
 #include "support/plain_smog.hpp"
+#include "support/smog_cases.hpp"
 
 namespace {
 
@@ -23,6 +24,7 @@ using kes::fuzz::Check;
 using kes::media::ColourFormat;
 using kes::test::ColourPicture;
 using kes::test::PlainSmog;
+using kes::test::SmogCases;
 
 using Frame = kes::media::video::FrameBase<void const>;
 using Rectangle = kes::geometry::Rectangle<int>;
@@ -39,34 +41,15 @@ Scene TakeScene(Bytes& bytes) {
     auto const format = static_cast<ColourFormat>(bytes.Below(6));
     auto const [width, height, padding] =
         std::array{bytes.Below(130), bytes.Below(100), bytes.Below(3)};
+    SmogCases cases(bytes.Take<std::uint16_t>());
     Scene scene{ColourPicture(format, width, height, padding), {}, true, true};
-
-    auto const pattern = bytes.Take<std::array<unsigned char, 12>>();
-    unsigned int const noise = bytes.Flag() ? 256 : 1 + bytes.Below(16);
-    unsigned int const period = 1 + bytes.Below(200);
-    auto random = bytes.Take<std::uint16_t>() + 1U;
-    for (auto* const plane : {&scene.picture.plane0, &scene.picture.plane1}) {
-        for (std::size_t i = 0; i < plane->size(); ++i) {
-            random = random * 1664525U + 1013904223U;
-            std::size_t const band = i / (period * 3U) % 4;
-            (*plane)[i] =
-                static_cast<unsigned char>(pattern[band * 3 + i % 3] + (random >> 16) % noise);
-        }
-    }
+    cases.Paint(scene.picture);
 
     BitMask& mask = scene.mask;
-    mask.width = scene.picture.width / 2;
-    mask.height = scene.picture.height / 2;
-    if (bytes.Below(32) == 1) mask.width += bytes.Below(3);
-    if (bytes.Below(32) == 1) mask.height += bytes.Below(3);
-    scene.hasHalfSize =
-        mask.width == scene.picture.width / 2 && mask.height == scene.picture.height / 2;
-    mask.words.resize((std::size_t{mask.width} + 31) / 32 * mask.height);
-    unsigned int const density = bytes.Below(4);
-    for (std::uint32_t& word : mask.words) {
-        random = random * 1664525U + 1013904223U;
-        word = density == 0 ? bytes.Take<std::uint32_t>() : density == 1 ? ~0U : random * density;
-    }
+    auto const [wider, higher] = std::array{bytes.Below(32), bytes.Below(32)};
+    scene.hasHalfSize = wider > 2 && higher > 2;
+    mask = cases.AnyMask(width / 2 + (wider > 2 ? 0 : wider + 1),
+                         height / 2 + (higher > 2 ? 0 : higher + 1));
     if (bytes.Below(32) == 1 && !mask.words.empty()) {
         mask.words.pop_back();
         scene.hasWords = false;
@@ -76,25 +59,11 @@ Scene TakeScene(Bytes& bytes) {
 
 // Around the mask, or inside it with the corners in order, or anywhere at all.
 Rectangle TakeBlob(Bytes& bytes, BitMask const& mask) {
-    auto const around = [&](std::uint32_t extent) {
-        return static_cast<int>(bytes.Below(extent * 3 + 4)) - static_cast<int>(extent) - 2;
-    };
-    auto const inside = [&](std::uint32_t extent) {
-        return static_cast<int>(bytes.Below(extent + 1));
-    };
-    switch (bytes.Below(8)) {
-        case 0: return bytes.Take<Rectangle>();
-        case 1:
-        case 2:
-            return {around(mask.width), around(mask.height), around(mask.width),
-                    around(mask.height)};
-        default: {
-            int const left = inside(mask.width);
-            int const top = inside(mask.height);
-            int const right = left + inside(mask.width - static_cast<unsigned>(left));
-            return {left, top, right, top + inside(mask.height - static_cast<unsigned>(top))};
-        }
-    }
+    unsigned int const kind = bytes.Below(8);
+    if (kind == 0) return bytes.Take<Rectangle>();
+    SmogCases cases(bytes.Take<std::uint16_t>());
+    bool const hasInside = mask.width > 0 && mask.height > 0;
+    return hasInside && kind > 2 ? cases.BlobInside(mask) : cases.Blob(mask);
 }
 
 // Whether the second model covers this blob: its ints overflow where the library's do not.

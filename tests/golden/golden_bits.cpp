@@ -7,7 +7,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -27,10 +26,10 @@
 #include "support/plain_assignment.hpp"
 #include "support/plain_smog.hpp"
 #include "support/second_segmenter.hpp"
+#include "support/smog_cases.hpp"
 
 namespace {
 
-using kes::algorithm::BitMask;
 using kes::algorithm::tracking_base::EmogSegmenter;
 using kes::algorithm::tracking_base::appearance::BlobScore;
 using kes::algorithm::tracking_base::appearance::Smog;
@@ -43,18 +42,21 @@ using kes::test::Generator;
 using kes::test::Mask;
 using kes::test::PlainSmog;
 using kes::test::SecondSegmenter;
-using Rectangle = kes::geometry::Rectangle<int>;
+using kes::test::SmogCases;
 
 // Answers by name; sorted, so that a list reads well and differs by lines.
 using Answers = std::map<std::string, std::uint64_t>;
 
-// FNV-1a over the bytes of numbers, the lowest first.
+// FNV-1a over the bytes of numbers, the lowest first, one after another.
 class Hash {
 public:
-    template <typename T>
-    Hash& operator<<(T number) {
-        auto const bits = std::bit_cast<std::array<unsigned char, sizeof(T)>>(number);
-        for (unsigned char const byte : bits) value = (value ^ byte) * 0x100000001b3;
+    Hash& operator<<(auto const& numbers) {
+        if constexpr (requires { numbers.begin(); }) {
+            for (auto const& number : numbers) *this << number;
+        } else {
+            auto const bytes = std::bit_cast<std::array<unsigned char, sizeof numbers>>(numbers);
+            for (unsigned char const byte : bytes) value = (value ^ byte) * 0x100000001b3;
+        }
         return *this;
     }
 
@@ -84,6 +86,7 @@ constexpr SegmenterCase SegmenterCases[] = {
     {"absorbed", 30, 12, 0, 1200, {}},
 };
 
+// The library's, with the words of the second one.
 class ShippedSegmenter {
 public:
     explicit ShippedSegmenter(SecondSegmenter::Parameters const& parameters) {
@@ -99,10 +102,8 @@ public:
     }
 
     SecondSegmenter::Record RecordOf(std::size_t x, std::size_t y) const {
-        SecondSegmenter::Record record{};
         auto const& cell = impl.blobState.data()[y * impl.blobStateSize[0] + x];
-        std::memcpy(&record, &cell, sizeof record);
-        return record;
+        return std::bit_cast<SecondSegmenter::Record>(cell);
     }
 
 private:
@@ -119,25 +120,24 @@ public:
 };
 
 template <typename Segmenter>
-void AskSegmenter(SegmenterCase const& c, Answers& answers) {
-    GeneratedVideo video(c.width, c.width, c.height, c.padding);
-    Segmenter segmenter(c.parameters);
-    Hash masks;
-    Hash states;
-    for (int frame = 1; frame <= c.frames; ++frame, video.Advance()) {
-        auto const [foreground, stationary] = segmenter.Process(video);
-        for (std::uint32_t const word : foreground.words) masks << word;
-        for (std::uint32_t const word : stationary.words) masks << word;
-        if (frame % 30 != 0) continue;
-        for (std::size_t y = 0; y < c.height / 2; ++y) {
-            for (std::size_t x = 0; x < c.width / 2; ++x) {
-                for (std::uint16_t const number : segmenter.RecordOf(x, y)) states << number;
+void AskSegmenter(Answers& answers) {
+    for (SegmenterCase const& c : SegmenterCases) {
+        GeneratedVideo video(c.width, c.width, c.height, c.padding);
+        Segmenter segmenter(c.parameters);
+        Hash masks;
+        Hash states;
+        for (int frame = 1; frame <= c.frames; ++frame, video.Advance()) {
+            auto const [foreground, stationary] = segmenter.Process(video);
+            masks << foreground.words << stationary.words;
+            if (frame % 30 != 0) continue;
+            for (std::size_t y = 0; y < c.height / 2; ++y) {
+                for (std::size_t x = 0; x < c.width / 2; ++x) states << segmenter.RecordOf(x, y);
             }
         }
+        std::string const name = std::string("segmenter/") + c.name;
+        answers[name + "/masks"] = masks.value;
+        answers[name + "/states"] = states.value;
     }
-    std::string const name = std::string("segmenter/") + c.name;
-    answers[name + "/masks"] = masks.value;
-    answers[name + "/states"] = states.value;
 }
 
 // --- appearance
@@ -163,79 +163,58 @@ public:
     }
 };
 
-// Bands of colours under noise, at times all noise or nearly black.
-void Paint(ColourPicture& picture, Generator& random) {
-    unsigned int const noise = 1 + random.Below(random.OneIn(3) ? 256 : 24);
-    unsigned int const light = random.OneIn(4) ? 3 : 256;
-    auto const rowsOfABand = 1 + random.Below(24);
-    for (auto* const plane : {&picture.plane0, &picture.plane1}) {
-        for (std::size_t i = 0; i < plane->size(); ++i) {
-            auto const band = static_cast<unsigned int>(i / picture.stride / rowsOfABand % 5);
-            auto const channel = static_cast<unsigned int>(i % 3);
-            (*plane)[i] = static_cast<unsigned char>(
-                (band * 50 + channel * 37 * band + random.Below(noise)) % light);
-        }
-    }
-}
-
 template <typename Model>
-void AskAppearance(char const* formatName, ColourFormat format, Answers& answers) {
-    Generator random(static_cast<std::uint64_t>(format));
-    auto const below = [&](int bound) {
-        return static_cast<int>(random.Below(static_cast<unsigned int>(bound)));
-    };
-    Hash texts;
-    Hash scores;
-    Hash searches;
-    Hash sections;
-    for (int stream = 0; stream < 4; ++stream) {
-        int const width = 40 + below(170);
-        int const height = 40 + below(130);
-        // Drawn in braces or one by one: only so is their order the same for every compiler.
-        auto const [oddX, oddY, padding] =
-            std::array{random.Below(2), random.Below(2), random.Below(4)};
-        ColourPicture picture(format, static_cast<unsigned int>(width) * 2 + oddX,
-                              static_cast<unsigned int>(height) * 2 + oddY, padding);
-        BitMask mask{static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), {}};
-        mask.words.resize(static_cast<std::size_t>((width + 31) / 32 * height));
-        Model model;
-        for (int frame = 0; frame < 6; ++frame) {
-            Paint(picture, random);
-            for (std::uint32_t& word : mask.words) word = random.Word(1) | random.Word(frame + 1);
-            auto const view = picture.View();
-            Rectangle const around{below(width) - 15, below(height) - 15, below(width) + 15,
-                                   below(height) + 15};
-            int const left = below(width / 2);
-            int const top = below(height / 2);
-            Rectangle const inside{left, top, left + 1 + below(width - left),
-                                   top + 1 + below(height - top)};
-
-            model.Update(frame % 2 == 0 ? inside : around, mask, view);
-            for (char const character : model.Text()) texts << character;
-            scores << model.ScoreBlob(inside, mask, view) << model.ScoreBlob(around, mask, view);
-            for (int search = 0; search < 3; ++search) {
-                kes::geometry::Point<float, 2> const centre{
-                    static_cast<float>(below(width * 16)) / 16,
-                    static_cast<float>(below(height * 16)) / 16};
-                kes::geometry::Dimension<float, 2> const size{
-                    static_cast<float>(below(width * 8)) / 16,
-                    static_cast<float>(below(height * 8)) / 16};
-                BlobScore const found =
-                    model.PartitionAndScoreBlob(inside, 7, mask, view, centre, size);
-                searches << found.score << found.centre[0] << found.centre[1] << found.size[0]
-                         << found.size[1] << found.tag;
-            }
-            auto const [scaleX, scaleY] = std::array{below(16), below(16)};
-            for (auto const& band : model.Sections(width << scaleX, height << scaleY)) {
-                sections << band.left << band.top << band.right << band.bottom;
+void AskAppearance(Answers& answers) {
+    for (auto const& [formatName, format] : Formats) {
+        SmogCases cases(static_cast<std::uint64_t>(format));
+        Hash texts;
+        Hash scores;
+        Hash searches;
+        Hash sections;
+        for (int stream = 0; stream < 16; ++stream) {
+            // Drawn in braces or one by one: only so is their order the same for every compiler.
+            auto const [width, height, padding] =
+                std::array{cases.Uniform(80, 420), cases.Uniform(80, 340), cases.Uniform(0, 3)};
+            ColourPicture picture(format, static_cast<unsigned int>(width),
+                                  static_cast<unsigned int>(height),
+                                  static_cast<std::size_t>(padding));
+            Model model;
+            for (int frame = 0; frame < 6; ++frame) {
+                cases.Paint(picture);
+                auto const view = picture.View();
+                Mask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
+                auto const around = cases.Blob(mask);
+                auto const inside = cases.BlobInside(mask);
+                model.Update(frame % 2 == 0 ? inside : around, mask, view);
+                texts << model.Text();
+                scores << model.ScoreBlob(inside, mask, view)
+                       << model.ScoreBlob(around, mask, view);
+                for (int search = 0; search < 3; ++search) {
+                    auto const below = [&](int cells) {
+                        return static_cast<float>(cases.Uniform(0, cells * 16)) / 16;
+                    };
+                    kes::geometry::Point<float, 2> const centre{below(width / 2),
+                                                                below(height / 2)};
+                    kes::geometry::Dimension<float, 2> const size{
+                        below(inside.right - inside.left), below(inside.bottom - inside.top)};
+                    BlobScore const found =
+                        model.PartitionAndScoreBlob(inside, 7, mask, view, centre, size);
+                    searches << found.score << found.centre[0] << found.centre[1] << found.size[0]
+                             << found.size[1] << found.tag;
+                }
+                auto const [scaleX, scaleY] =
+                    std::array{cases.Uniform(0, 15), cases.Uniform(0, 15)};
+                for (auto const& band : model.Sections(width << scaleX, height << scaleY)) {
+                    sections << band.left << band.top << band.right << band.bottom;
+                }
             }
         }
+        std::string const name = std::string("appearance/") + formatName;
+        answers[name + "/texts"] = texts.value;
+        answers[name + "/scores"] = scores.value;
+        answers[name + "/searches"] = searches.value;
+        answers[name + "/sections"] = sections.value;
     }
-    std::string const name = std::string("appearance/") + formatName;
-    answers[name + "/texts"] = texts.value;
-    answers[name + "/scores"] = scores.value;
-    answers[name + "/searches"] = searches.value;
-    answers[name + "/sections"] = sections.value;
 }
 
 // --- assignment
@@ -274,8 +253,7 @@ void AskAssignment(Solve const& solve, Answers& answers) {
             Costs costs(rows, columns);
             for (float& cost : costs.reshaped()) cost = kind.cost(random);
             Marks const found = solve(costs);
-            marks << found.rows() << found.cols();
-            for (std::uint8_t const mark : found.reshaped()) marks << mark;
+            marks << found.rows() << found.cols() << found.reshaped();
         }
         answers[std::string("assignment/") + kind.name] = marks.value;
     }
@@ -285,8 +263,8 @@ void AskAssignment(Solve const& solve, Answers& answers) {
 
 Answers AskTheLibrary() {
     Answers answers;
-    for (auto const& c : SegmenterCases) AskSegmenter<ShippedSegmenter>(c, answers);
-    for (auto const& f : Formats) AskAppearance<ShippedSmog>(f.name, f.format, answers);
+    AskSegmenter<ShippedSegmenter>(answers);
+    AskAppearance<ShippedSmog>(answers);
     AskAssignment(
         [](Costs const& costs) { return kes::algorithm::tracking_base::hungarian::Solve(costs); },
         answers);
@@ -295,8 +273,8 @@ Answers AskTheLibrary() {
 
 Answers AskTheSecondModels() {
     Answers answers;
-    for (auto const& c : SegmenterCases) AskSegmenter<SegmenterModel>(c, answers);
-    for (auto const& f : Formats) AskAppearance<PlainSmog>(f.name, f.format, answers);
+    AskSegmenter<SegmenterModel>(answers);
+    AskAppearance<PlainSmog>(answers);
     AskAssignment(kes::test::PlainSolve, answers);
     return answers;
 }

@@ -80,8 +80,7 @@ private:
 
 // Calls body(fault) with the first allocation of what it hands to fault.Strikes failing, then the
 // second, and so on, alone and lastingly, until none is left to fail. A body that was struck must
-// leave nothing allocated. Returns how many allocations there were, and records them as the test's
-// property "allocations".
+// leave nothing allocated. Returns how many allocations there were.
 int EachAllocation(std::invocable<Fault&> auto const& body) {
     for (int nth = 1;; ++nth) {
         bool hasStruck = false;
@@ -94,10 +93,7 @@ int EachAllocation(std::invocable<Fault&> auto const& body) {
             EXPECT_EQ(FailingMemory::LiveBlocks(), liveBefore) << "leaked";
             hasStruck = true;
         }
-        if (!hasStruck) {
-            testing::Test::RecordProperty("allocations", nth - 1);
-            return nth - 1;
-        }
+        if (!hasStruck) return nth - 1;
     }
 }
 

@@ -57,7 +57,10 @@ public:
         if (kind == 2 && picture.format == media::ColourFormat::Yuv) {
             for (std::size_t y = 0; y < picture.height; ++y) {
                 for (std::size_t x = 0; x < picture.width; ++x) {
-                    picture.SetPacked(x, y, Byte(0, 2), Byte(126, 130), Byte(126, 130));
+                    // Drawn in braces, whose order is the same for every compiler.
+                    auto const [luma, u, v] =
+                        std::array{Byte(0, 2), Byte(126, 130), Byte(126, 130)};
+                    picture.SetPacked(x, y, luma, u, v);
                 }
             }
         }

@@ -15,8 +15,7 @@ TEST(DetectionPoint, HasANameForEachValueAndNoOther) {
     EXPECT_EQ(Names::GetMap(), expected);
     EXPECT_THROW(Names::GetMap().at(3), std::out_of_range);
     EXPECT_EQ(static_cast<unsigned long>(DetectionPoint::MidBottom), 2UL);
+    EXPECT_EQ(&Names::GetMap(), &Names::GetMap());
 }
-
-TEST(DetectionPoint, KeepsOneTable) { EXPECT_EQ(&Names::GetMap(), &Names::GetMap()); }
 
 }  // namespace

@@ -10,8 +10,6 @@
 
 #include "support/colour_picture.hpp"
 #include "support/mask.hpp"
-#include "support/plain_smog.hpp"
-#include "support/smog_cases.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
@@ -22,8 +20,6 @@ using geometry::Rectangle;
 using media::ColourFormat;
 using test::ColourPicture;
 using test::Mask;
-using test::PlainSmog;
-using test::SmogCases;
 
 void ExpectSame(BlobScore const& a, BlobScore const& b) {
     EXPECT_EQ(a.score, b.score);
@@ -224,82 +220,6 @@ TEST(SmogScoring, RefusesASearchThatItCannotMake) {
         }
         EXPECT_EQ(message, c.error);
     }
-}
-
-// A model and its plain twin that have learnt the same blobs.
-struct Twins {
-    Smog smog;
-    PlainSmog plain;
-
-    void Learn(SmogCases& cases, BitMask const& mask, ColourPicture const& picture) {
-        for (int update = cases.Uniform(0, 4); update > 0; --update) {
-            Rectangle<int> const blob = cases.Blob(mask);
-            smog.Update(blob, mask, picture.View());
-            plain.Update(blob, mask, picture.View());
-        }
-    }
-};
-
-TEST(SmogScoring, ScoresABlobAsPlainCodeDoes) {
-    SmogCases cases(5);
-    int partial = 0;
-    for (int round = 0; round < 1500; ++round) {
-        ColourFormat const format = test::ColourFormats[static_cast<std::size_t>(round % 4)];
-        ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(0, 80)),
-                              static_cast<unsigned>(cases.Uniform(0, 160)), 5);
-        cases.Paint(picture);
-        BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
-        Twins twins;
-        twins.Learn(cases, mask, picture);
-        cases.Paint(picture);
-        for (int i = 0; i < 4; ++i) {
-            Rectangle<int> const blob = cases.Blob(mask);
-            float const score = twins.smog.ScoreBlob(blob, mask, picture.View());
-            ASSERT_EQ(score, twins.plain.ScoreBlob(blob, mask, picture.View())) << round;
-            partial += score > 0.0F && score < 1.0F;
-        }
-    }
-    EXPECT_GT(partial, 500);
-}
-
-TEST(SmogScoring, SearchesABlobAsPlainCodeDoes) {
-    SmogCases cases(6);
-    int searches = 0;
-    int coloured = 0;
-    for (int round = 0; round < 1500; ++round) {
-        ColourFormat const format = test::ColourFormats[static_cast<std::size_t>(round % 4)];
-        ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(2, 160)),
-                              static_cast<unsigned>(cases.Uniform(2, 160)), 5);
-        cases.Paint(picture);
-        BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
-        Twins twins;
-        twins.Learn(cases, mask, picture);
-        for (int i = 0; i < 4; ++i) {
-            Rectangle<int> const blob = cases.BlobInside(mask);
-            auto const width = static_cast<float>(blob.right - blob.left);
-            auto const height = static_cast<float>(blob.bottom - blob.top);
-            auto const percent = [&](int first, int last) {
-                return static_cast<float>(cases.Uniform(first, last)) / 100.0F;
-            };
-            bool const hasRoom = cases.Uniform(0, 3) != 0;
-            int const largest = hasRoom ? 80 : 120;
-            Dimension<float, 2> const expected{width * percent(10, largest),
-                                               height * percent(10, largest)};
-            int const astray = hasRoom ? 0 : 50;
-            Point<float, 2> const predicted{
-                static_cast<float>(blob.left) + width * percent(40 - astray, 60 + astray),
-                static_cast<float>(blob.top) + height * percent(40 - astray, 60 + astray)};
-            BlobScore const score = twins.smog.PartitionAndScoreBlob(blob, 3, mask, picture.View(),
-                                                                     predicted, expected);
-            ExpectSame(score, twins.plain.PartitionAndScoreBlob(blob, 3, mask, picture.View(),
-                                                                predicted, expected));
-            ASSERT_FALSE(HasFailure()) << "round " << round;
-            searches += twins.plain.placementsAcross > 1 && twins.plain.placementsDown > 1;
-            coloured += score.tag == 0.0F && score.score > 0.0F && score.score < 1.0F;
-        }
-    }
-    EXPECT_GT(searches, 1000);
-    EXPECT_GT(coloured, 300);
 }
 
 }  // namespace

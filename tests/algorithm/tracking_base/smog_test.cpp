@@ -10,8 +10,6 @@
 
 #include "support/colour_picture.hpp"
 #include "support/mask.hpp"
-#include "support/plain_smog.hpp"
-#include "support/smog_cases.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
@@ -20,8 +18,6 @@ using geometry::Rectangle;
 using media::ColourFormat;
 using test::ColourPicture;
 using test::Mask;
-using test::PlainSmog;
-using test::SmogCases;
 
 std::string TextOf(Smog const& smog) {
     std::ostringstream out;
@@ -149,32 +145,6 @@ TEST(Smog, RefusesWhatItCannotReadAndStaysAsItWas) {
         EXPECT_EQ(TextOf(smog) == TextOf(Smog()), !c.error.empty());
         EXPECT_EQ(messageOf([&] { smog.ScoreBlob(c.blob, c.mask, picture.View()); }), c.error);
     }
-}
-
-TEST(Smog, LearnsAsPlainCodeDoes) {
-    SmogCases cases(4);
-    int changes = 0;
-    for (int round = 0; round < 500; ++round) {
-        Smog smog;
-        PlainSmog plain;
-        std::string before = TextOf(smog);
-        for (int update = 0; update < 6; ++update) {
-            ColourFormat const format =
-                test::ColourFormats[static_cast<std::size_t>(cases.Uniform(0, 3))];
-            ColourPicture picture(format, static_cast<unsigned>(cases.Uniform(1, 80)),
-                                  static_cast<unsigned>(cases.Uniform(1, 200)), 1);
-            cases.Paint(picture);
-            BitMask const mask = cases.AnyMask(picture.width / 2, picture.height / 2);
-            Rectangle<int> const blob = cases.Blob(mask);
-            smog.Update(blob, mask, picture.View());
-            plain.Update(blob, mask, picture.View());
-            std::string const after = TextOf(smog);
-            ASSERT_EQ(after, plain.Text()) << "round " << round << ", update " << update;
-            changes += after != before;
-            before = after;
-        }
-    }
-    EXPECT_GT(changes, 1000);
 }
 
 }  // namespace

@@ -1,18 +1,12 @@
 #include <kes/media/video/frame.hpp>
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <new>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <utility>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -76,26 +70,18 @@ std::string TextOf(auto const& value) {
 TYPED_TEST(PlaneBaseTest, IsAPlainValue) {
     using Plane = PlaneBase<TypeParam>;
     unsigned char pixels[4];
-    Plane a(4, pixels, -2);
-    Plane b;
-    EXPECT_TRUE(a);
-    EXPECT_FALSE(b);
+    EXPECT_TRUE(Plane(1, pixels, 0)) << "the stride is not examined";
     EXPECT_FALSE(Plane(4, nullptr, 1));
     EXPECT_FALSE(Plane(0, pixels, 1));
-    EXPECT_TRUE(Plane(1, pixels, 0)) << "the stride is not examined";
 
+    Plane a(4, pixels, -2);
+    Plane b;
     EXPECT_NE(a, Plane(5, pixels, -2));
     EXPECT_NE(a, Plane(4, pixels + 1, -2));
     EXPECT_NE(a, Plane(4, pixels, 2));
-
     swap(a, b);
     EXPECT_EQ(a, Plane());
     EXPECT_EQ(b, Plane(4, pixels, -2));
-    a = b;
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(a.GetSize(), 4UL);
-    EXPECT_EQ(a.GetBuffer(), pixels);
-    EXPECT_EQ(a.GetStride(), -2L);
 }
 
 TYPED_TEST(PlaneBaseTest, WritesItsAddressAndShape) {
@@ -109,12 +95,7 @@ TYPED_TEST(PlaneBaseTest, WritesItsAddressAndShape) {
 
 TYPED_TEST(FrameBaseTest, IsValidWithAPlaneAndAnArea) {
     using Frame = FrameBase<TypeParam>;
-    Frame const empty;
-    EXPECT_FALSE(empty);
-    EXPECT_EQ(empty, Frame());
-    EXPECT_FALSE(empty.GetRef());
-    EXPECT_FALSE(empty.GetUnref());
-
+    EXPECT_FALSE(Frame());
     auto const frame = [](auto const& planes, unsigned width, unsigned height) {
         return Frame(planes, static_cast<ColourFormat>(77), width, height, {}, Rotation::None);
     };
@@ -147,22 +128,6 @@ TYPED_TEST(FrameBaseTest, EqualsWhatViewsTheSameMemoryAlike) {
     EXPECT_NE(frame, Frame(planes, grey, 8, 8, then, Rotation::None));
 }
 
-TYPED_TEST(FrameBaseTest, GivesBackWhatItWasMadeOf) {
-    using Frame = FrameBase<TypeParam>;
-    auto const planes = this->OnePlane(2);
-    Frame const frame(planes, ColourFormat::Yuv, {640, 480}, At<TypeParam>(-7),
-                      Rotation::Clockwise180);
-    EXPECT_EQ(frame.GetPlanes(), planes);
-    EXPECT_EQ(frame.GetPlane(2), planes[2]);
-    EXPECT_EQ(frame.GetColourFormat(), ColourFormat::Yuv);
-    EXPECT_EQ(frame.GetSize(), (kes::geometry::Dimension<unsigned, 2>{640, 480}));
-    EXPECT_EQ(frame.GetWidth(), 640U);
-    EXPECT_EQ(frame.GetHeight(), 480U);
-    EXPECT_EQ(frame.GetIteratorLength(), 480U);
-    EXPECT_EQ(frame.GetTimestamp(), At<TypeParam>(-7));
-    EXPECT_EQ(frame.GetRotation(), Rotation::Clockwise180);
-}
-
 TYPED_TEST(FrameBaseTest, WantsBothFunctionsOrNeither) {
     using Frame = FrameBase<TypeParam>;
     int calls = 0;
@@ -179,22 +144,6 @@ TYPED_TEST(FrameBaseTest, WantsBothFunctionsOrNeither) {
         }
     }
     EXPECT_EQ(calls, 0);
-}
-
-TYPED_TEST(FrameBaseTest, CallsUnrefForNoFrameThatRefRefused) {
-    using Frame = FrameBase<TypeParam>;
-    int left = 1;
-    int released = 0;
-    auto const ref = [&left] {
-        if (left-- == 0) throw std::runtime_error("no more");
-    };
-    {
-        Frame const frame(this->OnePlane(), ColourFormat::Grey, 8, 8, {}, Rotation::None, ref,
-                          [&released] { ++released; });
-        EXPECT_THROW(Frame{frame}, std::runtime_error);
-        EXPECT_EQ(released, 0);
-    }
-    EXPECT_EQ(released, 1);
 }
 
 TYPED_TEST(FrameBaseTest, CountsConstructionsCopiesAndDestructionsOnly) {
@@ -218,41 +167,6 @@ TYPED_TEST(FrameBaseTest, CountsConstructionsCopiesAndDestructionsOnly) {
     }
     EXPECT_EQ(calls.ref, 3);
     EXPECT_EQ(calls.unref, 3);
-}
-
-// Random copies, moves, swaps, assignments and ends: references held always equal the frames that
-// hold the functions.
-TYPED_TEST(FrameBaseTest, AccountsForOneReferencePerCountedFrame) {
-    using Frame = FrameBase<TypeParam>;
-    constexpr unsigned Seed = 20260301;
-    SCOPED_TRACE(testing::Message() << "seed " << Seed);
-    std::mt19937 random(Seed);
-    std::array<int, 3> balance{};
-    {
-        std::vector<Frame> frames(6);
-        for (int step = 0; step < 20000; ++step) {
-            Frame& a = frames[random() % frames.size()];
-            Frame& b = frames[random() % frames.size()];
-            switch (random() % 6) {
-                case 0: {
-                    int& count = balance[random() % balance.size()];
-                    a = Frame(
-                        this->OnePlane(), ColourFormat::Grey, 8, 8, {}, Rotation::None,
-                        [&count] { ++count; }, [&count] { --count; });
-                    break;
-                }
-                case 1: a = b; break;
-                case 2: a = std::move(b); break;
-                case 3: swap(a, b); break;
-                case 4: a = Frame(b); break;
-                case 5: a = Frame(); break;
-            }
-            auto const held = std::count_if(frames.begin(), frames.end(),
-                                            [](Frame const& f) { return bool(f.GetRef()); });
-            ASSERT_EQ(balance[0] + balance[1] + balance[2], held) << "step " << step;
-        }
-    }
-    EXPECT_EQ(balance, (std::array<int, 3>{}));
 }
 
 struct Layout {
@@ -307,23 +221,6 @@ TYPED_TEST(FrameBaseTest, IsAllocatedInOneBlockByFormat) {
             EXPECT_EQ(*count, 2U);
         }
         EXPECT_EQ(*count, 1U);
-
-        FrameBase<TypeParam> const constructed(c.format, c.width, c.height, At<TypeParam>(9),
-                                               Rotation::None);
-        EXPECT_EQ(constructed.GetPlane(0).GetStride(), c.stride0);
-        EXPECT_EQ(constructed.GetPlane(1).GetSize(), c.size1);
-        EXPECT_EQ(constructed.GetTimestamp(), At<TypeParam>(9));
-    }
-}
-
-// The sanitizer presets would see a block that is too short, freed twice or never.
-TEST(Allocate, GivesPixelsThatCanBeWrittenToTheEnd) {
-    FrameBase<void> frame(ColourFormat::Nv12, 33, 17, {}, Rotation::None);
-    FrameBase<void> const copy = frame;
-    frame = FrameBase<void>();
-    for (PlaneBase<void> const& plane : copy.GetPlanes()) {
-        auto* const bytes = static_cast<unsigned char*>(plane.GetBuffer());
-        std::fill_n(bytes, plane.GetSize(), static_cast<unsigned char>(0xa5));
     }
 }
 
@@ -357,20 +254,6 @@ TEST(Allocate, NeverGivesAShortBlock) {
     }
 }
 
-TEST(Allocate, FreesOnceHoweverManyThreadsLetGo) {
-    for (int round = 0; round < 200; ++round) {
-        FrameBase<void const> frame(ColourFormat::Grey, 16, 16, {}, Rotation::None);
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 3; ++i) {
-            threads.emplace_back([mine = frame] {
-                for (int copy = 0; copy < 20; ++copy) FrameBase<void const> const other = mine;
-            });
-        }
-        frame = FrameBase<void const>();
-        for (std::thread& thread : threads) thread.join();
-    }
-}
-
 TYPED_TEST(FrameBaseTest, WritesItselfAsJson) {
     using Frame = FrameBase<TypeParam>;
     typename Frame::Planes planes{};
@@ -385,9 +268,10 @@ TYPED_TEST(FrameBaseTest, WritesItselfAsJson) {
                     R"("colour_format":"nv12","width":640,"height":480,)"
                     R"("timestamp":"1970-01-01T00:00:00.040000000Z","rotation":"270"})");
     EXPECT_EQ(nlohmann::json::parse(text)["planes"][1]["size"], 153600);
-    EXPECT_EQ(nlohmann::json::parse(TextOf(Frame()))["colour_format"], "grey");
-    Frame const unknown(planes, static_cast<ColourFormat>(-9), 1, 1, {}, Rotation::None);
-    EXPECT_EQ(nlohmann::json::parse(TextOf(unknown))["colour_format"], -9);
+    // What the text does not say.
+    EXPECT_EQ(frame.GetSize(), (kes::geometry::Dimension<unsigned, 2>{640, 480}));
+    EXPECT_EQ(frame.GetIteratorLength(), 480U);
+    EXPECT_EQ(frame.GetPlane(1), planes[1]);
 }
 
 TYPED_TEST(FrameBaseTest, StopsBeforeTheNameOfAnUnknownRotation) {
