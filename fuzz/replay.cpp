@@ -31,7 +31,7 @@ int main(int argumentCount, char** arguments) {
     for (std::uint32_t seed = 0; seed < RandomInputs; ++seed) {
         std::fprintf(stderr, "random input %u\n", seed);
         kes::test::Generator random(seed);
-        std::vector<char> bytes(random.Below(LongestRandomInput));
+        std::vector<char> bytes(1 + random.Below(LongestRandomInput));
         for (char& byte : bytes) byte = static_cast<char>(random.Below(256));
         Run(bytes);
     }
