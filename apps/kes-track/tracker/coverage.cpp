@@ -10,8 +10,6 @@ namespace {
 constexpr int LevelLimit = 2 * MaxLevel;   // more coverage than this changes nothing
 constexpr float StrayProbability = 0.03F;  // of foreground where there is no object
 
-constexpr int CoreLevel = 6;  // covered with probability 0.53 or more
-
 // What is seen at a cell.
 constexpr std::uint8_t Nothing = 0;
 constexpr std::uint8_t Something = 1;

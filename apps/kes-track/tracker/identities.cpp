@@ -2,35 +2,20 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
 
-#include <kes/algorithm/tracking_base/solve.hpp>
+#include "tracker/pairs.hpp"
 
 namespace kes::tracker {
 namespace {
 
-namespace hungarian = algorithm::tracking_base::hungarian;
-using Costs = Eigen::Array<float, Eigen::Dynamic, Eigen::Dynamic>;
-
-constexpr float Forbidden = std::numeric_limits<float>::max();
-constexpr float UnknownLikeness = 0.5F;
-constexpr int KnownFrom = 3;  // updates of the appearance that make it known
-
-geometry::Rectangle<int> CellsOf(Pose const& pose, algorithm::BitMask const& mask) {
-    Box const box = BoxOf(pose);
-    auto const width = static_cast<int>(mask.width);
-    auto const height = static_cast<int>(mask.height);
-    auto const round = [](float value) { return static_cast<int>(std::lround(value)); };
-    return {std::clamp(round(box.left), 0, width), std::clamp(round(box.top), 0, height),
-            std::clamp(round(box.right), 0, width), std::clamp(round(box.bottom), 0, height)};
-}
-
 // Objects touch when this share of the smaller one's box is common to both.
 constexpr float TouchingShare = 0.15F;
-constexpr double DecisionTime = 0.5;  // seconds apart
+constexpr double DecisionTime = 0.5;  // seconds of comparison
+constexpr float LeastVisible = 0.4F;  // of a silhouette, to compare its looks
 // By so much must the mean likeness of each object gain that changes its place.
-constexpr float LeastGain = 0.08F;
+constexpr float LeastGain = 0.14F;
+constexpr float LeastGainInBoxes = 0.2F;  // which look alike for their common background
 
 using Group = std::vector<Track*>;
 
@@ -70,11 +55,12 @@ void NoteContacts(std::vector<Track>& tracks) {
             return std::none_of(tracks.begin(), tracks.end(),
                                 [&](Track const& other) { return other.id == contact.id; });
         });
+        for (Contact& contact : track.contacts) contact.isTouching = false;
         for (Track const& other : tracks) {
             if (other.id == track.id || !AreTouching(track, other)) continue;
             Contact* const known = FindContact(track, other.id);
             if (known != nullptr) {
-                *known = {other.id};
+                known->isTouching = true;
             } else {
                 track.contacts.push_back({other.id});
             }
@@ -82,21 +68,30 @@ void NoteContacts(std::vector<Track>& tracks) {
     }
 }
 
+// Of each two that have touched, both well enough in sight: how much they look like themselves, and
+// how much like each other.
 void Compare(std::vector<Track>& tracks, Picture const& picture) {
-    for (Track& track : tracks) {
-        if (track.contacts.empty() || !track.isAlone) continue;
-        float const here = Likeness(track, track.pose, picture);
-        for (Track const& other : tracks) {
-            Contact* const contact = FindContact(track, other.id);
-            if (contact == nullptr || !other.isAlone) continue;
-            ++contact->framesApart;
+    std::vector<std::optional<View>> views;
+    for (Track const& track : tracks) {
+        auto& view = views.emplace_back();
+        if (track.contacts.empty() || track.framesOut > 0) continue;
+        view.emplace(track, tracks, picture);
+        if (view->Share() < LeastVisible) view.reset();
+    }
+    for (std::size_t i = 0; i < tracks.size(); ++i) {
+        if (!views[i]) continue;
+        float const here = views[i]->Likeness(tracks[i], picture.frame);
+        for (std::size_t j = 0; j < tracks.size(); ++j) {
+            Contact* const contact = FindContact(tracks[i], tracks[j].id);
+            if (contact == nullptr || !views[j]) continue;
+            ++contact->framesCompared;
             contact->likenessHere += here;
-            contact->likenessThere += Likeness(track, other.pose, picture);
+            contact->likenessThere += views[j]->Likeness(tracks[i], picture.frame);
         }
     }
 }
 
-// Objects that have been apart for long enough, with all that are linked to them by contacts.
+// Objects that have been compared for long enough, with all that are linked to them by contacts.
 std::vector<Group> GroupsToDecide(std::vector<Track>& tracks, int decided) {
     std::vector<Group> groups;
     std::vector<bool> taken(tracks.size());
@@ -107,7 +102,7 @@ std::vector<Group> GroupsToDecide(std::vector<Track>& tracks, int decided) {
         for (std::size_t member = 0; member < group.size(); ++member) {
             for (std::size_t i = 0; i < tracks.size(); ++i) {
                 Contact const* const contact = FindContact(*group[member], tracks[i].id);
-                if (taken[i] || contact == nullptr || contact->framesApart < decided) continue;
+                if (taken[i] || contact == nullptr || contact->framesCompared < decided) continue;
                 taken[i] = true;
                 group.push_back(&tracks[i]);
             }
@@ -128,18 +123,18 @@ Costs UnlikenessOf(Group const& group) {
         for (Eigen::Index j = 0; j < size; ++j) {
             int const other = group[static_cast<std::size_t>(j)]->id;
             Contact const* const contact = FindContact(track, other);
-            if (contact == nullptr || contact->framesApart == 0) continue;
-            auto const apart = static_cast<float>(contact->framesApart);
+            if (contact == nullptr || contact->framesCompared == 0) continue;
+            auto const apart = static_cast<float>(contact->framesCompared);
             costs(i, j) = 1 - contact->likenessThere / apart;
             here += contact->likenessHere;
-            frames += contact->framesApart;
+            frames += contact->framesCompared;
         }
         costs(i, i) = frames > 0 ? 1 - here / static_cast<float>(frames) : 0;
     }
     return costs;
 }
 
-void Exchange(Group const& group) {
+void Exchange(Group const& group, Picture const& picture) {
     Costs const costs = UnlikenessOf(group);
     auto const marks = hungarian::Solve(costs);
     float gain = 0;
@@ -156,7 +151,8 @@ void Exchange(Group const& group) {
             ++moves;
         }
     }
-    if (moves == 0 || gain < LeastGain * static_cast<float>(moves)) return;
+    float const leastGain = picture.isForeground ? LeastGain : LeastGainInBoxes;
+    if (moves == 0 || gain < leastGain * static_cast<float>(moves)) return;
     for (Eigen::Index i = 0; i < costs.rows(); ++i) {
         for (Eigen::Index j = 0; j < costs.cols(); ++j) {
             if (marks(i, j) == 1 && i != j) {
@@ -175,39 +171,7 @@ float ReachOf(Track const& track, Pose const& place, Options const& options) {
     return std::hypot(track.pose.x - place.x, 2 * (track.pose.foot - place.foot)) / reach;
 }
 
-// The column of least cost in all for each row; none where everything left is forbidden.
-template <typename CostAt>
-std::vector<std::optional<std::size_t>> Pair(std::size_t rows, std::size_t columns,
-                                             CostAt const& costAt) {
-    Costs costs(static_cast<Eigen::Index>(rows), static_cast<Eigen::Index>(columns));
-    for (std::size_t r = 0; r < rows; ++r) {
-        for (std::size_t c = 0; c < columns; ++c) {
-            costs(static_cast<Eigen::Index>(r), static_cast<Eigen::Index>(c)) = costAt(r, c);
-        }
-    }
-    auto const marks = hungarian::Solve(costs);
-    std::vector<std::optional<std::size_t>> pairs(rows);
-    for (std::size_t r = 0; r < rows; ++r) {
-        for (std::size_t c = 0; c < columns; ++c) {
-            if (marks(static_cast<Eigen::Index>(r), static_cast<Eigen::Index>(c)) == 1) {
-                pairs[r] = c;
-            }
-        }
-    }
-    return pairs;
-}
-
 }  // namespace
-
-float Likeness(Track const& track, Pose const& place, Picture const& picture) {
-    if (track.appearanceUpdates < KnownFrom) return UnknownLikeness;
-    return track.appearance.ScoreBlob(CellsOf(place, picture.mask), picture.mask, picture.frame);
-}
-
-void Teach(Track& track, Picture const& picture) {
-    track.appearance.Update(CellsOf(track.pose, picture.mask), picture.mask, picture.frame);
-    ++track.appearanceUpdates;
-}
 
 std::vector<std::optional<std::size_t>> PairReturning(std::vector<Track*> const& absent,
                                                       std::vector<Pose> const& newcomers,
@@ -242,10 +206,14 @@ void Untangle(std::vector<Track>& tracks, Picture const& picture, Options const&
     NoteContacts(tracks);
     Compare(tracks, picture);
     auto const decided = static_cast<int>(std::ceil(DecisionTime * options.framesPerSecond));
-    for (Group const& group : GroupsToDecide(tracks, decided)) Exchange(group);
+    for (Group const& group : GroupsToDecide(tracks, decided)) Exchange(group, picture);
     for (Track& track : tracks) {
-        std::erase_if(track.contacts,
-                      [&](Contact const& contact) { return contact.framesApart >= decided; });
+        std::erase_if(track.contacts, [&](Contact& contact) {
+            if (contact.framesCompared < decided) return false;
+            bool const isApart = !contact.isTouching;
+            contact = {contact.id};
+            return isApart;
+        });
     }
 }
 

@@ -5,24 +5,11 @@
 #include <optional>
 #include <vector>
 
-#include <kes/algorithm/bit_mask.hpp>
-
+#include "tracker/looks.hpp"
 #include "tracker/options.hpp"
 #include "tracker/track.hpp"
 
 namespace kes::tracker {
-
-// What objects look like is read from the frame, where the mask is set.
-struct Picture {
-    algorithm::BitMask const& mask;
-    Frame const& frame;
-};
-
-// How well a place looks like the track: 0 to 1, and a middling value while little is known of it.
-float Likeness(Track const& track, Pose const& place, Picture const& picture);
-
-// Teaches the track what it looks like here.
-void Teach(Track& track, Picture const& picture);
 
 // For each newcomer, the index in `absent` of the object out of sight that it is; none for one
 // that is new.
@@ -39,9 +26,10 @@ std::vector<std::optional<std::size_t>> PairDetected(std::vector<Track> const& t
                                                      Picture const& picture,
                                                      Options const& options);
 
-// Notes which objects touch. Those that have touched and are clear of each other again may have
-// changed places unseen: once they have been apart for a moment, each is given the place that looks
-// like it. What an object looks like must not be learnt while it has contacts.
+// Notes which objects touch. Those that do, or have done so and are clear of each other again, may
+// have changed places unseen: once they have been compared for a moment, by what is to be seen of
+// each, everyone is given the place that looks like them. What an object looks like must not be
+// learnt while it has contacts.
 void Untangle(std::vector<Track>& tracks, Picture const& picture, Options const& options);
 
 }  // namespace kes::tracker

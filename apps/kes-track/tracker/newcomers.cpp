@@ -5,6 +5,8 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "tracker/blobs.hpp"
+
 namespace kes::tracker {
 namespace {
 
@@ -20,29 +22,6 @@ constexpr float LeastAreaAtBorder = 0.15F;
 constexpr float FirstWorth = 0.15F;
 constexpr float FurtherWorth = 0.3F;
 constexpr float WorthOfCell = 3.5F;  // about log(1 / stray probability)
-
-struct Blob {
-    cv::Rect box;
-    int area;
-};
-
-// The connected parts of a mask of 0 and 255. Pieces that nearly touch, one above the other, count
-// as one; `mask` is closed accordingly.
-std::vector<Blob> BlobsOf(cv::Mat1b& mask) {
-    cv::morphologyEx(mask, mask, cv::MORPH_CLOSE,
-                     cv::getStructuringElement(cv::MORPH_RECT, {3, 7}));
-    cv::Mat1i labels;
-    cv::Mat1i statistics;
-    cv::Mat1d centres;
-    int const count = cv::connectedComponentsWithStats(mask, labels, statistics, centres);
-    std::vector<Blob> blobs;
-    for (int i = 1; i < count; ++i) {  // 0 is what is no blob
-        blobs.push_back({{statistics(i, cv::CC_STAT_LEFT), statistics(i, cv::CC_STAT_TOP),
-                          statistics(i, cv::CC_STAT_WIDTH), statistics(i, cv::CC_STAT_HEIGHT)},
-                         statistics(i, cv::CC_STAT_AREA)});
-    }
-    return blobs;
-}
 
 std::vector<Blob> LeftOver(cv::Mat1b const& foreground, Coverage const& coverage) {
     cv::Mat1b rest = foreground.clone();
@@ -61,15 +40,14 @@ bool IsAtBorder(cv::Rect const& box, cv::Size frame) {
 // whole and that no object explains in part are taken.
 std::vector<Pose> FindWhole(cv::Mat1b const& foreground, Coverage const& coverage,
                             float minimumHeight) {
-    cv::Mat1b closed = foreground.clone();
     std::vector<Pose> found;
-    for (Blob const& blob : BlobsOf(closed)) {
+    for (Blob const& blob : BlobsOf(foreground)) {
         cv::Rect const& box = blob.box;
         bool const isLarge =
             box.width >= LeastWidth && static_cast<float>(box.height) >= minimumHeight;
         if (!isLarge || IsAtBorder(box, foreground.size())) continue;
         int const explained =
-            cv::countNonZero((coverage.Levels()(box) >= ExplainedLevel) & closed(box));
+            cv::countNonZero((coverage.Levels()(box) >= ExplainedLevel) & foreground(box));
         if (static_cast<float>(explained) > LeastExplained * static_cast<float>(blob.area)) {
             continue;
         }

@@ -18,6 +18,22 @@ constexpr float PlacementDeviation = 0.05F;  // of a placement, in the object's 
 constexpr float LargestSearch = 0.4F;        // in the object's heights
 constexpr float LeastEvidence = 0.2F;
 
+// A clue draws from near by and is lost on what stands far from it, so that a wrong one does
+// little.
+constexpr float ClueTrust = 1;             // of a sure one, in nats
+constexpr float ClueDeviation = 0.1F;      // in the object's heights
+constexpr float LeastClueLikeness = 0.5F;  // worth nothing yet
+
+float ClueWorth(Track const& track, int x, int foot) {
+    if (!track.clue) return 0;
+    float const sureness =
+        std::max(0.0F, (track.clue->likeness - LeastClueLikeness) / (1 - LeastClueLikeness));
+    float const deviation = ClueDeviation * track.pose.height;
+    float const fromX = (static_cast<float>(x) - track.clue->x) / deviation;
+    float const fromFoot = (static_cast<float>(foot) - track.clue->foot) / deviation;
+    return ClueTrust * sureness * std::exp(-0.5F * (fromX * fromX + fromFoot * fromFoot));
+}
+
 struct Search {
     float varianceX;
     float varianceFoot;
@@ -74,7 +90,8 @@ private:
         float const fromFoot = static_cast<float>(foot) - track.pose.foot;
         float const value =
             MaskTrust * coverage.Gain(track.stencil, x, foot) -
-            0.5F * (fromX * fromX / search.varianceX + fromFoot * fromFoot / search.varianceFoot);
+            0.5F * (fromX * fromX / search.varianceX + fromFoot * fromFoot / search.varianceFoot) +
+            ClueWorth(track, x, foot);
         if (value > best) {
             best = value;
             bestX = x;

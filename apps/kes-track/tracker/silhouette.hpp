@@ -15,6 +15,7 @@ namespace kes::tracker {
 // Foreground probabilities are carried as levels of "not covered": a cell that k objects cover with
 // levels l1 .. lk is missed by all of them with probability exp(-(l1 + .. + lk) / LevelsPerUnit).
 constexpr int LevelsPerUnit = 8;
+constexpr int CoreLevel = 6;  // covered with probability 0.53 or more: the silhouette's core
 constexpr int MaxLevel = 28;  // covered with probability 0.97
 
 // The silhouette drawn at a size: levels row by row, over the box and the margin around it.

@@ -18,12 +18,20 @@ enum class Sight {
     Lost,    // out of sight, reason unknown
 };
 
-// Another object that this one has touched, and what their looks have said since they parted.
+// Another object that this one has touched, and what their looks have said since.
 struct Contact {
     int id;
-    int framesApart = 0;
+    bool isTouching = true;
+    int framesCompared = 0;
     float likenessHere = 0;   // of this object at its own place, summed over those frames
     float likenessThere = 0;  // of this object at the other's place
+};
+
+// Where an object stands by the looks of it.
+struct Clue {
+    float x;
+    float foot;
+    float likeness;  // 0 to 1
 };
 
 struct Track {
@@ -43,6 +51,7 @@ struct Track {
     int cellFoot = 0;
 
     algorithm::tracking_base::appearance::Smog appearance;
+    std::optional<Clue> clue;  // of this frame
     int appearanceUpdates = 0;
 
     Sight sight = Sight::Seen;

@@ -6,11 +6,13 @@
 #include <cstddef>
 #include <utility>
 
+#include "tracker/blobs.hpp"
 #include "tracker/coverage.hpp"
 #include "tracker/foreground.hpp"
 #include "tracker/identities.hpp"
 #include "tracker/measure.hpp"
 #include "tracker/newcomers.hpp"
+#include "tracker/pairing.hpp"
 #include "tracker/placement.hpp"
 #include "tracker/scene_scale.hpp"
 #include "tracker/silhouette.hpp"
@@ -74,7 +76,7 @@ public:
 private:
     void Predict();
     void Fit(Frame const& frame);
-    void Follow();
+    void Follow(Picture const& picture);
     void Follow(std::vector<Detection> const& detections, Picture const& picture);
     void NoteDetected(Track& track, Detection const& detection);
     void NoteUndetected(Track& track);
@@ -118,9 +120,9 @@ Result Tracker::Impl::Process(Frame const& frame) {
     Fit(frame);
     foreground.Process(frame);
     if (cells.empty()) return {};
-    Picture const picture{foreground.Mask(), frame};
+    Picture const picture{foreground.Mask(), frame, true};
     Predict();
-    Follow();
+    Follow(picture);
     Untangle(tracks, picture, options);
     NoteRest();
     Learn(picture);
@@ -134,7 +136,7 @@ Result Tracker::Impl::Process(Frame const& frame, std::vector<Detection> const& 
     Fit(frame);
     if (cells.empty()) return {};
     isDetecting = true;
-    Picture const picture{wholePicture, frame};
+    Picture const picture{wholePicture, frame, false};
     Predict();
     Follow(detections, picture);
     Untangle(tracks, picture, options);
@@ -197,12 +199,13 @@ void Tracker::Impl::Predict() {
 }
 
 // Where each object is now, and which of them are in sight.
-void Tracker::Impl::Follow() {
+void Tracker::Impl::Follow(Picture const& picture) {
     coverage.Begin(foreground.Cells(), veil.Cells());
     std::vector<Track*> followed;
     for (Track& track : tracks) {
         if (track.sight != Sight::Lost) followed.push_back(&track);
     }
+    PairWithBlobs(followed, BlobsOf(foreground.Cells()), picture);
     Place(followed, coverage);
     auto const inSight = Judge(followed, coverage);
     for (Track& track : tracks) {

@@ -1,0 +1,51 @@
+// Looks: what objects look like, learnt and asked of the appearance model.
+#pragma once
+
+#include <kes/algorithm/bit_mask.hpp>
+
+#include "tracker/blobs.hpp"
+#include "tracker/options.hpp"
+#include "tracker/track.hpp"
+
+namespace kes::tracker {
+
+// What objects look like is read from the frame, where the mask is set.
+struct Picture {
+    algorithm::BitMask const& mask;
+    Frame const& frame;
+    bool isForeground;  // or the mask is the whole picture, and boxes show the background too
+};
+
+// Of an object whose looks are not known yet.
+constexpr float UnknownLikeness = 0.5F;
+
+bool AreLooksKnown(Track const& track);
+
+// Teaches the track what it looks like here.
+void Teach(Track& track, Picture const& picture);
+
+// How well a place looks like the track, 0 to 1.
+float Likeness(Track const& track, Pose const& place, Picture const& picture);
+
+// Where in a blob the track stands, by its looks and near its prediction: in the middle of one that
+// is no larger than the track, else where its colours are found.
+Clue FindIn(Blob const& blob, Track const& track, Picture const& picture);
+
+// What is to be seen of a track: those cells of its silhouette that no nearer track covers.
+class View {
+public:
+    View(Track const& track, std::vector<Track> const& tracks, Picture const& picture);
+
+    // Of the silhouette, 0 to 1.
+    float Share() const { return share; }
+
+    // How well what is to be seen here looks like another track, 0 to 1.
+    float Likeness(Track const& other, Frame const& frame) const;
+
+private:
+    geometry::Rectangle<int> cells;
+    algorithm::BitMask visible;
+    float share = 0;
+};
+
+}  // namespace kes::tracker
