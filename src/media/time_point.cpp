@@ -21,7 +21,7 @@ std::ostream& operator<<(
                                       (beforeEpoch ? Day : nanoseconds(0)));
     std::chrono::year_month_day const date(day);
 
-    // Formatted apart from the stream, whose base, width and locale belong to its owner.
+    // Formatted apart from the stream, whose number format and locale belong to its owner.
     char text[64];
     std::snprintf(text, sizeof text, "\"%04d-%02u-%02uT%02d:%02d:%02d.%09lldZ\"",
                   static_cast<int>(date.year()), static_cast<unsigned>(date.month()),

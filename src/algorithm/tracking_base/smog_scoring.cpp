@@ -57,7 +57,7 @@ void RequireInside(geometry::Rectangle<int> const& blob, BitMask const& mask) {
     }
 }
 
-// Keeps every position of the search within 32 bits.
+// Keeps sizes and predictions within 32 bits, fraction included.
 void RequireSearchable(geometry::Point<float, 2> const& predictedCentre,
                        geometry::Dimension<float, 2> const& expectedSize) {
     constexpr float Limit = 32768.0F;

@@ -42,15 +42,15 @@ public:
     /// @{
     /// How long foreground that has become stationary is kept apart from the background before it
     /// is absorbed. Default 60 s. Any value is accepted; frames are counted modulo 65536, so that
-    /// hold-on and stationary time together mean what they say up to 4,368,999 ms. A sum below
-    /// 67 ms reports no foreground at all.
+    /// hold-on and stationary time together mean what they say from 0 to 4,368,999 ms, and -1 s
+    /// counts as 65521 frames. A sum from 0 to 66 ms reports no foreground at all.
     std::chrono::milliseconds GetHoldOnTime() const;
     void SetHoldOnTime(std::chrono::milliseconds time);
     /// @}
 
     /// @{
-    /// The age from which foreground counts as stationary. Default 5 s. Any value is accepted;
-    /// below 67 ms all foreground is stationary at once.
+    /// The age from which foreground counts as stationary. Default 5 s. Any value is accepted, and
+    /// counted in frames as above; from 0 to 66 ms all foreground is stationary at once.
     std::chrono::milliseconds GetStationaryTime() const;
     void SetStationaryTime(std::chrono::milliseconds time);
     /// @}

@@ -111,9 +111,8 @@ public:
     /// - "Blob must lie inside the mask"
     /// - "Predicted centre and expected size must be finite and below 32768"
     /// - "Expected size must not be negative"
-    /// - "Search rectangle is too large": an Rgb, Bgr or Yuv frame, and a search area of w x h
-    /// cells
-    ///   with (w + 1)(h + 1) > 65535
+    /// - "Search rectangle is too large": an Rgb, Bgr or Yuv frame, and (w + 1)(h + 1) > 65535 for
+    ///   a search area of w x h cells
     ///
     /// An Nv12 frame's search area has no such limit: its cells are counted modulo 2^16, and the
     /// score is exact while a placement holds fewer than 65536 cells.

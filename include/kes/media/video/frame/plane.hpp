@@ -27,10 +27,10 @@ public:
     /// An empty plane: size 0, null buffer, stride 0.
     constexpr PlaneBase() noexcept = default;
 
-    /// `size`: bytes of the whole plane. `buffer`: first byte of the first row. `stride`: bytes
-    /// from the start of one row to the start of the next; may be negative. Nothing is checked.
-    constexpr PlaneBase(unsigned long size, T* buffer, long stride) noexcept
-        : size(size), buffer(buffer), stride(stride) {}
+    /// `bytes`: size of the whole plane. `firstRow`: its first byte. `rowStride`: bytes from the
+    /// start of one row to the start of the next; may be negative. Nothing is checked.
+    constexpr PlaneBase(unsigned long bytes, T* firstRow, long rowStride) noexcept
+        : size(bytes), buffer(firstRow), stride(rowStride) {}
 
     /// @{
     /// Copies the three values, never the memory.
