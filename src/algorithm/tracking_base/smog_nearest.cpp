@@ -7,12 +7,9 @@
 
 #include "algorithm/tracking_base/smog_nearest.hpp"
 
-// Where Highway only imitates vectors, plain code is faster.
-#undef KES_HAS_LANES
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-#define KES_HAS_LANES 0
-#else
-#define KES_HAS_LANES 1
+#include "algorithm/tracking_base/has_lanes-inl.hpp"
+
+#if KES_HAS_LANES
 #include "algorithm/tracking_base/smog_nearest-inl.hpp"
 #endif
 
