@@ -30,12 +30,26 @@ configure_package_config_file(cmake/kes_algorithm_tracking_baseConfig.cmake.in
     INSTALL_DESTINATION ${configDir})
 write_basic_package_version_file(kes_algorithm_tracking_baseConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
-configure_file(cmake/kes_algorithm_tracking_base.pc.in kes_algorithm_tracking_base.pc @ONLY)
+# Written when it is installed, because `cmake --install --prefix` may choose another place.
+set(pkgConfigFile ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_base.pc)
+install(CODE "
+    set(prefix \"\${CMAKE_INSTALL_PREFIX}\")
+    set(libdir \"${CMAKE_INSTALL_LIBDIR}\")
+    set(includedir \"${CMAKE_INSTALL_INCLUDEDIR}\")
+    cmake_path(ABSOLUTE_PATH libdir BASE_DIRECTORY \"\${prefix}\")
+    cmake_path(ABSOLUTE_PATH includedir BASE_DIRECTORY \"\${prefix}\")
+    set(description \"${PROJECT_DESCRIPTION}\")
+    set(version \"${PROJECT_VERSION}\")
+    set(requires \"${pkgConfigRequires}\")
+    set(libraries \"${pkgConfigLibs}\")
+    configure_file(\"${CMAKE_CURRENT_SOURCE_DIR}/cmake/kes_algorithm_tracking_base.pc.in\"
+        \"${pkgConfigFile}\" @ONLY)"
+    COMPONENT development)
 install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_baseConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_baseConfigVersion.cmake
     DESTINATION ${configDir}
     COMPONENT development)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kes_algorithm_tracking_base.pc
+install(FILES ${pkgConfigFile}
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT development)
