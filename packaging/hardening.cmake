@@ -3,7 +3,6 @@
 foreach(variable CXXFLAGS CPPFLAGS LDFLAGS)
     execute_process(
         COMMAND ${CMAKE_COMMAND} -E env DEB_BUILD_MAINT_OPTIONS=hardening=+all
-                DEB_BUILD_OPTIONS=$ENV{DEB_BUILD_OPTIONS}
                 dpkg-buildflags --get ${variable}
         WORKING_DIRECTORY ${CMAKE_CURRENT_LIST_DIR}/..  # which is mapped to . in what is built
         OUTPUT_VARIABLE ${variable}
