@@ -1,6 +1,9 @@
 // What may be done from several threads at once. The tsan preset is the judge; the results are
 // compared in every preset.
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <latch>
 #include <map>
 #include <string>
