@@ -1,6 +1,7 @@
 #include "algorithm/tracking_base/solve_deferred.hpp"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -174,13 +175,7 @@ private:
             }
             std::fill(cells + rows, cells + paddedRows, Infinity);
         }
-        for (std::size_t row = 0; row < rows; ++row) {
-            float* const cells = byRow + row * paddedColumns;
-            for (std::size_t column = 0; column < columns; ++column) {
-                cells[column] = byColumn[column * paddedRows + row];
-            }
-            std::fill(cells + columns, cells + paddedColumns, Infinity);
-        }
+        Transpose(byColumn, columns, rows, paddedRows, paddedColumns, byRow);
     }
 
     void FindUnit() {
@@ -309,6 +304,17 @@ private:
         free.column[row] = found.index;
     }
 
+    // Whether the least free cost, whose column has been taken, is that of another free column too,
+    // which then stands in for it.
+    bool FindNextFreeTie(std::size_t row) {
+        if (free.least[row] == Infinity) return false;
+        std::size_t const column =
+            FirstFreeAtMost(byRow + row * paddedColumns, takenMask, paddedColumns, free.least[row]);
+        if (column == NotFound) return false;
+        free.column[row] = static_cast<std::int32_t>(column);
+        return true;
+    }
+
     float Shrink() const {
         return isExact ? 1 : 1 - (5.5F * static_cast<float>(history.Size()) + 16) * 0x1p-24F;
     }
@@ -327,6 +333,7 @@ private:
             float const bound = Least(now.least, paddedRows);
             if (bound == Infinity) return bound;
             std::size_t const row = FirstAtMost(now.least, 0, paddedRows, bound);
+            assert(row != NotFound);
             if (Settle(row)) return bound;
         }
     }
@@ -336,11 +343,13 @@ private:
         float const bound = now.least[row];
         bool isKnown = now.column[row] != Stale;
         if (!isKnown) {
-            LookForFreeLeast(row);
-            isKnown = history.UncoveredColumns().empty() && free.least[row] < Infinity;
+            bool const isTie = FindNextFreeTie(row);
+            if (!isTie) LookForFreeLeast(row);
+            isKnown = free.least[row] < Infinity && (isTie || history.UncoveredColumns().empty());
             if (isKnown) {
                 now.least[row] = (free.least[row] + rise[row]) * Shrink() - freeFall;
-                now.second[row] = (free.second[row] + rise[row]) * Shrink() - freeFall;
+                // With a tie, what follows stays as it was, columns of this phase included.
+                if (!isTie) now.second[row] = (free.second[row] + rise[row]) * Shrink() - freeFall;
                 now.column[row] = free.column[row];
             }
         }
@@ -348,8 +357,30 @@ private:
             now.least[row] = Value(row, LeastColumn(row));
             now.column[row] |= ExactFlag;
         }
-        if (!isKnown || !(now.least[row] < now.second[row])) LookAt(row);
+        if (!isKnown) {
+            LookAt(row);
+        } else if (!(now.least[row] < now.second[row])) {
+            if (now.least[row] == 0) {
+                LookForEarlierZero(row);
+            } else {
+                LookAt(row);
+            }
+        }
         return now.least[row] == bound;
+    }
+
+    // Of a row whose least is 0: the first such column counts, and nothing else is asked of it.
+    void LookForEarlierZero(std::size_t row) {
+        std::uint32_t const column = LeastColumn(row);
+        for (std::size_t other = 0;; ++other) {
+            other = FirstBoundAtMostZero(byRow + row * paddedColumns, rise[row], Shrink(), fall,
+                                         other, paddedColumns);
+            if (other >= column) return;
+            if (Value(row, other) == 0) {
+                now.column[row] = static_cast<std::int32_t>(other) | ExactFlag;
+                return;
+            }
+        }
     }
 
     // Settles a row by the bounds of all its cells.
@@ -374,7 +405,8 @@ private:
         }
         now.least[row] = value;
         now.column[row] = static_cast<std::int32_t>(column) | ExactFlag;
-        now.second[row] = LeastAbove(scratch, paddedColumns, value);
+        // A row that holds 0 is primed and asked no more.
+        now.second[row] = value == 0 ? 0 : LeastAbove(scratch, paddedColumns, value);
         replayed += paddedColumns / 8;
     }
 
@@ -424,11 +456,7 @@ private:
         } else {
             ReplayAll();
         }
-        for (std::size_t row = 0; row < rows; ++row) {
-            for (std::size_t column = 0; column < columns; ++column) {
-                byColumn[column * paddedRows + row] = byRow[row * paddedColumns + column];
-            }
-        }
+        Transpose(byRow, rows, columns, paddedColumns, paddedRows, byColumn);
         history.Clear();
         std::fill(rise, rise + rows, 0.0F);
         std::fill(savedFall, savedFall + columns, 0.0F);

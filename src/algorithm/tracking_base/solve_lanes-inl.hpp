@@ -48,6 +48,19 @@ HWY_INLINE std::size_t FirstAtMost(float const* values, std::size_t from, std::s
     return NotFound;
 }
 
+// The first value that is at most `bound` and whose mask is 0; that of the others is +infinity.
+HWY_INLINE std::size_t FirstFreeAtMost(float const* values, float const* mask, std::size_t count,
+                                       float bound) {
+    Floats const d;
+    auto const limit = hn::Set(d, bound);
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto const value = hn::Max(hn::Load(d, values + i), hn::Load(d, mask + i));
+        std::intptr_t const lane = hn::FindFirstTrue(d, hn::Le(value, limit));
+        if (lane >= 0) return i + static_cast<std::size_t>(lane);
+    }
+    return NotFound;
+}
+
 HWY_INLINE void ReplaceAll(std::int32_t from, std::int32_t to, std::size_t count,
                            std::int32_t* values) {
     Integers const d;
@@ -137,6 +150,61 @@ HWY_INLINE float BoundRow(float const* costs, float rise, float shrink, float co
         hn::Store(bound, d, out + i);
     }
     return LeastLane(least);
+}
+
+// The first index from `from` on whose bound, as in BoundRow, is at most 0.
+HWY_INLINE std::size_t FirstBoundAtMostZero(float const* costs, float rise, float shrink,
+                                            float const* fall, std::size_t from,
+                                            std::size_t count) {
+    Floats const d;
+    auto const factor = hn::Set(d, shrink);
+    auto const added = hn::Set(d, rise);
+    std::size_t const lanes = hn::Lanes(d);
+    for (std::size_t i = from / lanes * lanes; i < count; i += lanes) {
+        auto const raised = hn::Add(hn::Load(d, costs + i), added);
+        auto isFound = hn::Le(hn::Mul(raised, factor), hn::Load(d, fall + i));
+        if (i < from) isFound = hn::AndNot(hn::FirstN(d, from - i), isFound);
+        std::intptr_t const lane = hn::FindFirstTrue(d, isFound);
+        if (lane >= 0) return i + static_cast<std::size_t>(lane);
+    }
+    return NotFound;
+}
+
+// Turns `count` lines of `length` values into `length` lines of `count` values, each padded with
+// +infinity, by squares of 4 x 4. The distances from line to line are multiples of LaneMultiple.
+HWY_INLINE void Transpose(float const* from, std::size_t count, std::size_t length,
+                          std::size_t fromStride, std::size_t toStride, float* to) {
+    constexpr float Infinity = std::numeric_limits<float>::infinity();
+#if HWY_TARGET == HWY_SCALAR
+    for (std::size_t i = 0; i < length; ++i) {
+        for (std::size_t line = 0; line < toStride; ++line) {
+            to[i * toStride + line] = line < count ? from[line * fromStride + i] : Infinity;
+        }
+    }
+#else
+    hn::CappedTag<float, 4> const d;
+    for (std::size_t line = 0; line < toStride; line += 4) {
+        auto const load = [&](std::size_t k, std::size_t i) {
+            return line + k < count ? hn::Load(d, from + (line + k) * fromStride + i)
+                                    : hn::Set(d, Infinity);
+        };
+        for (std::size_t i = 0; i < length; i += 4) {
+            auto const store = [&](std::size_t k, auto values) {
+                if (i + k < length) hn::Store(values, d, to + (i + k) * toStride + line);
+            };
+            auto const line0 = load(0, i), line1 = load(1, i), line2 = load(2, i),
+                       line3 = load(3, i);
+            auto const evenLower = hn::InterleaveLower(d, line0, line2);
+            auto const oddLower = hn::InterleaveLower(d, line1, line3);
+            auto const evenUpper = hn::InterleaveUpper(d, line0, line2);
+            auto const oddUpper = hn::InterleaveUpper(d, line1, line3);
+            store(0, hn::InterleaveLower(d, evenLower, oddLower));
+            store(1, hn::InterleaveUpper(d, evenLower, oddLower));
+            store(2, hn::InterleaveLower(d, evenUpper, oddUpper));
+            store(3, hn::InterleaveUpper(d, evenUpper, oddUpper));
+        }
+    }
+#endif
 }
 
 // Takes LaneMultiple cells of a row through moves: each adds the same to all, then subtracts from
