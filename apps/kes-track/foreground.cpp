@@ -12,7 +12,7 @@ namespace kes::track {
 namespace {
 
 constexpr double SegmenterRate = 15.0;   // frames to a second, in the segmenter's count
-constexpr double MostFrames = 65'535.0;  // that it can count
+constexpr double MostFrames = 65'534.0;  // with one more a background's age would wrap to 0
 
 double FramesIn(std::chrono::nanoseconds time, double frameRate) {
     return std::round(std::chrono::duration<double>(time).count() * frameRate);

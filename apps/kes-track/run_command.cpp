@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -17,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "base/format.hpp"
+#include "base/output_file.hpp"
 #include "cli/input_options.hpp"
 #include "cli/interrupt.hpp"
 #include "cli/parse.hpp"
@@ -103,6 +105,22 @@ std::vector<run::StreamOptions> Streams(RunOptions const& options) {
     return streams;
 }
 
+// Of all streams together: one stream's output may be another one's input.
+void RefuseToOverwriteAny(std::vector<run::StreamOptions> const& streams) {
+    Paths inputs;
+    Paths outputs;
+    for (run::StreamOptions const& stream : streams) {
+        inputs.push_back(stream.input);
+        if (stream.detections) {
+            inputs.push_back(stream.detections->file);
+            inputs.push_back(stream.detections->labels);
+        }
+        run::OutputPaths const& paths = stream.outputs;
+        outputs.insert(outputs.end(), {paths.mot, paths.jsonLines, paths.video, paths.picture});
+    }
+    RefuseToOverwrite(inputs, outputs);
+}
+
 Outcome RunOne(run::StreamOptions const& stream,
                std::function<void(run::Advance const&)> const& advance) {
     Outcome outcome;
@@ -142,10 +160,11 @@ std::vector<Outcome> RunAll(std::vector<run::StreamOptions> const& streams,
         }
     };
     auto const workers = std::min<std::size_t>(options.jobs, streams.size());
-    std::vector<std::thread> threads;
-    for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(work);
-    work();
-    for (std::thread& thread : threads) thread.join();
+    {
+        std::vector<std::jthread> threads;  // joined also when one more cannot be started
+        for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(work);
+        work();
+    }
     return outcomes;
 }
 
@@ -202,6 +221,7 @@ Json ReportJson(Outcome const& outcome) {
 
 int RunTracker(RunOptions const& options) {
     auto const streams = Streams(options);
+    RefuseToOverwriteAny(streams);
     auto const outcomes = RunAll(streams, options);
     if (options.isSummaryJson) {
         Json all = Json::array();
@@ -368,6 +388,10 @@ Run AddRunCommand(CLI::App& app) {
     AddTracking(app, *options);
     AddDetector(app, *options);
     cli::AddReadOptions(app, options->stream.read);
+    // Boxes name the clip's own frames and pixels.
+    for (char const* option : {"--start", "--every", "--size"}) {
+        app.get_option("--detections")->excludes(app.get_option(option));
+    }
     options->stream.read.isCancelled = cli::Interrupted;
     return [options] { return RunTracker(*options); };
 }

@@ -91,9 +91,6 @@ struct Tally {
 class Outputs {
 public:
     Outputs(SegmentOptions const& options, video::ClipInfo const& clip) : label(Legend()) {
-        for (auto const& path : {options.video, options.picture, options.jsonLines}) {
-            if (path) RefuseToOverwrite(options.input, *path);
-        }
         if (options.jsonLines) jsonLines.emplace(*options.jsonLines);
         if (options.picture) {
             pictureFile.emplace(*options.picture);
@@ -232,6 +229,9 @@ void PrintJson(SegmentOptions const& options, video::ClipInfo const& clip, Tally
 }
 
 int Segment(SegmentOptions const& options) {
+    ForegroundOptions const& masks = options.foreground;
+    RefuseToOverwrite({options.input, masks.excludeImage, masks.freezeImage, masks.resetImage},
+                      {options.video, options.picture, options.jsonLines});
     video::Reader reader(options.input, options.read);
     video::ClipInfo const& clip = reader.Info();
     Foreground foreground(options.foreground, clip.size, clip.frameRate);

@@ -1,5 +1,6 @@
 #include "base/output_file.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -12,6 +13,23 @@ namespace {
 
 [[noreturn]] void Fail(std::string const& path, int error) {
     throw Failure(ExitCode::BadOutput, path + ": " + std::generic_category().message(error));
+}
+
+// A regular file, or nothing yet: not a device such as /dev/null, of which nothing is lost.
+bool IsFileToBe(std::string const& path) {
+    std::error_code ignored;
+    auto const status = std::filesystem::status(path, ignored);
+    return !std::filesystem::exists(status) || std::filesystem::is_regular_file(status);
+}
+
+bool IsSameFile(std::string const& one, std::string const& other) {
+    std::error_code error;
+    if (std::filesystem::equivalent(one, other, error)) return true;
+    // Neither is there yet.
+    auto const place = [&](std::string const& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+    };
+    return place(one) == place(other);
 }
 
 }  // namespace
@@ -35,10 +53,18 @@ void OutputFile::Close() {
     if (std::fclose(file.release()) != 0) Fail(path, errno);
 }
 
-void RefuseToOverwrite(std::string const& input, std::string const& output) {
-    std::error_code ignored;  // a path that does not exist is not the same file
-    if (std::filesystem::equivalent(input, output, ignored)) {
-        throw Failure(ExitCode::BadUsage, output + ": is the input; it would be overwritten");
+void RefuseToOverwrite(Paths const& inputs, Paths const& outputs) {
+    for (auto output = outputs.begin(); output != outputs.end(); ++output) {
+        if (!*output || !IsFileToBe(**output)) continue;
+        auto const isSame = [&](std::optional<std::string> const& other) {
+            return other && IsSameFile(*other, **output);
+        };
+        if (std::any_of(inputs.begin(), inputs.end(), isSame)) {
+            throw Failure(ExitCode::BadUsage, **output + ": is read; it would be overwritten");
+        }
+        if (std::any_of(outputs.begin(), output, isSame)) {
+            throw Failure(ExitCode::BadUsage, **output + ": is named for two outputs");
+        }
     }
 }
 

@@ -3,8 +3,10 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kes::track {
 
@@ -32,7 +34,10 @@ private:
     std::unique_ptr<std::FILE, Closer> file;
 };
 
-// Throws Failure (BadUsage) when `output` is the file that `input` names.
-void RefuseToOverwrite(std::string const& input, std::string const& output);
+using Paths = std::vector<std::optional<std::string>>;  // those given
+
+// Throws Failure (BadUsage) when an output is a file that is read or that another output writes.
+// Call it before the first output is made.
+void RefuseToOverwrite(Paths const& inputs, Paths const& outputs);
 
 }  // namespace kes::track

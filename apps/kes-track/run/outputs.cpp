@@ -83,9 +83,6 @@ Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip, Dete
     : detections(boxes),
       painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))) {
     OutputPaths const& wanted = options.outputs;
-    for (auto const& path : {wanted.mot, wanted.jsonLines, wanted.video, wanted.picture}) {
-        if (path) RefuseToOverwrite(options.input, *path);
-    }
     if (wanted.mot) mot.emplace(*wanted.mot);
     if (wanted.jsonLines) jsonLines.emplace(*wanted.jsonLines);
     if (wanted.picture) {

@@ -165,10 +165,16 @@ TEST(Run, RefusesWhatMakesNoSense) {
     Folder const folder;
     MakeClip(folder / "clip.mkv", {.frames = 3});
     WriteFile(folder / "bad.txt", "1,2,3\n");
+    WriteFile(folder / "clip.mp4", "also read");
+    std::string const boxes = folder / "boxes.txt";
+    WriteFile(boxes, "1,-1,0,0,9,9,1\n");
     std::pair<std::vector<std::string>, int> const cases[] = {
         {{"run"}, 2},
         {{"run", folder / "none.mkv"}, 3},
         {{"run", folder / "clip.mkv", "--mot", folder / "clip.mkv"}, 2},
+        {{"run", folder / "clip.mkv", "--detections", boxes, "--mot", boxes}, 2},
+        {{"run", folder / "clip.mkv", "--detections", boxes, "--start", "1s"}, 2},
+        {{"run", folder / "other/clip.mp4", folder / "clip.mp4", "--video", folder / ""}, 2},
         {{"run", folder / "clip.mkv", "--mot", folder / "no/such/folder.txt"}, 5},
         {{"run", folder / "clip.mkv", "--jobs", "0"}, 2},
         {{"run", folder / "clip.mkv", "--min-height", "12"}, 2},
@@ -182,6 +188,8 @@ TEST(Run, RefusesWhatMakesNoSense) {
         EXPECT_EQ(outcome.code, code) << outcome.err;
         EXPECT_EQ(outcome.err.find("kes-track: "), 0U) << outcome.err;
     }
+    EXPECT_EQ(ReadFile(folder / "clip.mp4"), "also read");
+    EXPECT_EQ(ReadFile(boxes), "1,-1,0,0,9,9,1\n");
 }
 
 }  // namespace

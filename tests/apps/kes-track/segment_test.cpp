@@ -109,7 +109,9 @@ TEST(Segment, AnswersBadInputWithOneLineAndItsCode) {
     std::string const whole = ReadFile(folder / "clip.avi");
     WriteFile(folder / "cut.avi", whole.substr(0, whole.size() / 2));
     WriteFile(folder / "words.txt", "no video");
-    cv::imwrite(folder / "small.png", cv::Mat::zeros(10, 10, CV_8UC1));
+    std::string const small = folder / "small.png";
+    std::string const twice = folder / "twice";
+    cv::imwrite(small, cv::Mat::zeros(10, 10, CV_8UC1));
     struct Case {
         std::vector<std::string> arguments;
         int code;
@@ -129,7 +131,9 @@ TEST(Segment, AnswersBadInputWithOneLineAndItsCode) {
         {{"segment", clip, "--size", "99999x99999"}, 2, "--size"},
         {{"segment", clip, "--every", "0"}, 2, "--every"},
         {{"segment", clip, "--frobnicate"}, 2, "--frobnicate"},
-        {{"segment", clip, "--video", clip}, 2, "is the input"},
+        {{"segment", clip, "--video", clip}, 2, "is read"},
+        {{"segment", clip, "--exclude", small, "--picture", small}, 2, "is read"},
+        {{"segment", clip, "--picture", twice, "--jsonl", twice}, 2, "two outputs"},
         {{"segment", clip, "another.mkv"}, 2, "another.mkv"},
         {{"segment", folder / "absent.avi"}, 3, "No such file or directory"},
         {{"segment", folder / "words.txt"}, 3, "not a video"},
@@ -141,9 +145,7 @@ TEST(Segment, AnswersBadInputWithOneLineAndItsCode) {
         {{"segment", clip, "--jsonl", "/dev/full"}, 5, "No space left"},
         {{"segment", clip, "--picture", "/dev/full"}, 5, "No space left"},
         {{"segment", clip, "--masks", folder / "words.txt"}, 5, "words.txt"},
-        {{"segment", clip, "--exclude", folder / "small.png"},
-         6,
-         "is 10 x 10; the frames are 64 x 48"},
+        {{"segment", clip, "--exclude", small}, 6, "is 10 x 10; the frames are 64 x 48"},
         {{"segment", clip, "--freeze", folder / "absent.png"}, 6, "No such file or directory"},
         {{"segment", clip, "--reset", folder / "words.txt"}, 6, "words.txt"},
     };
