@@ -7,6 +7,7 @@
 
 #include "algorithm/tracking_base/emog_segmenter_impl.hpp"
 #include "bytes.hpp"
+#include "support/generated.hpp"
 #include "support/second_segmenter.hpp"
 
 namespace {
@@ -37,20 +38,14 @@ Picture TakePicture(Bytes& bytes, unsigned int width, unsigned int height, unsig
     return picture;
 }
 
+// No bit, every bit, a share of them, or one word as the input says.
 Mask TakeMask(Bytes& bytes, unsigned int width, unsigned int height) {
-    Mask mask(width, height);
-    switch (bytes.Below(4)) {
-        case 0: break;
-        case 1: mask = Mask(width, height, ~0U); break;
-        case 2:
-            for (std::uint32_t& word : mask.words) word = bytes.Take<std::uint32_t>();
-            break;
-        case 3:
-            if (!mask.words.empty()) {
-                mask.words[bytes.Below(256) % mask.words.size()] = bytes.Take<std::uint32_t>();
-            }
-            break;
-    }
+    unsigned int const kind = bytes.Below(8);
+    Mask mask(width, height, kind == 1 ? ~0U : 0);
+    if (kind < 2 || mask.words.empty()) return mask;
+    kes::test::Generator random(bytes.Below(256));
+    for (std::uint32_t& word : mask.words) word = random.Word(static_cast<int>(kind));
+    mask.words[bytes.Below(256) % mask.words.size()] = bytes.Take<std::uint32_t>();
     return mask;
 }
 

@@ -63,16 +63,6 @@ TEST(LabelCollapser, MapsEachLabelToTheIndexOfItsCollapsedName) {
     }
 }
 
-TEST(LabelCollapser, AsksOncePerLabelInOrder) {
-    std::vector<std::string> asked;
-    std::vector<std::string> const labels{"c", "a", "b", "a"};
-    LabelCollapser const collapser(labels, [&](string_view name) {
-        asked.emplace_back(name);
-        return name;
-    });
-    EXPECT_EQ(asked, labels);
-}
-
 TEST(LabelCollapser, TakesAtMost128Labels) {
     std::vector<std::string> labels;
     for (int i = 0; i < 128; ++i) labels.push_back(std::to_string(i));

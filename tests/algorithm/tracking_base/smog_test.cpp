@@ -1,7 +1,6 @@
 #include <kes/algorithm/tracking_base/smog.hpp>
 
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -101,50 +100,6 @@ TEST(Smog, LearnsNothingFromABlobWithoutASample) {
     std::string const trained = TextOf(smog);
     for (Rectangle<int> const& blob : blobs) smog.Update(blob, mask, picture.View());
     EXPECT_EQ(TextOf(smog), trained);
-}
-
-TEST(Smog, RefusesWhatItCannotReadAndStaysAsItWas) {
-    struct Case {
-        char const* what;
-        ColourFormat format;
-        unsigned int width;
-        unsigned int height;
-        BitMask mask;
-        Rectangle<int> blob;
-        std::string error;
-    };
-    std::string const size = "Blob mask dimensions must be half the frame size";
-    std::string const colour = "Unspported colour format";
-    std::string const words = "Blob mask has too few words";
-    BitMask const full = Mask(32, 24, ~0U);
-    BitMask const shortMask{32, 24, std::vector<std::uint32_t>(23)};
-    auto const unknown = static_cast<ColourFormat>(99);
-    for (Case const& c : std::vector<Case>{
-             {"odd", ColourFormat::Rgb, 65, 49, full, {0, 0, 32, 24}, ""},
-             {"too wide a frame", ColourFormat::Rgb, 66, 48, full, {0, 0, 32, 24}, size},
-             {"too tall a frame", ColourFormat::Nv12, 64, 50, full, {0, 0, 32, 24}, size},
-             {"the size comes first", ColourFormat::Grey, 66, 50, full, {0, 0, 32, 24}, size},
-             {"grey", ColourFormat::Grey, 64, 48, full, {0, 0, 32, 24}, colour},
-             {"no known format", unknown, 64, 48, full, {0, 0, 32, 24}, colour},
-             {"grey, no sample", ColourFormat::Grey, 64, 48, full, {9, 9, 9, 9}, colour},
-             {"short and grey", ColourFormat::Grey, 64, 48, shortMask, {0, 0, 32, 24}, colour},
-             {"short", ColourFormat::Bgr, 64, 48, shortMask, {0, 0, 32, 24}, words},
-             {"short, no sample", ColourFormat::Bgr, 64, 48, shortMask, {9, 9, 9, 9}, words}}) {
-        SCOPED_TRACE(c.what);
-        ColourPicture const picture(c.format, c.width, c.height);
-        auto const messageOf = [&](auto const& call) -> std::string {
-            try {
-                call();
-            } catch (std::invalid_argument const& error) {
-                return error.what();
-            }
-            return "";
-        };
-        Smog smog;
-        EXPECT_EQ(messageOf([&] { smog.Update(c.blob, c.mask, picture.View()); }), c.error);
-        EXPECT_EQ(TextOf(smog) == TextOf(Smog()), !c.error.empty());
-        EXPECT_EQ(messageOf([&] { smog.ScoreBlob(c.blob, c.mask, picture.View()); }), c.error);
-    }
 }
 
 }  // namespace
