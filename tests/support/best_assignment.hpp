@@ -11,9 +11,6 @@ struct AssignmentTotal {
 };
 
 // Tries every assignment; meant for at most 7 rows and columns.
-AssignmentTotal BestByTrying(algorithm::tracking_base::hungarian::Costs const& costs);
-
-// Shortest augmenting paths, a row at a time, over prices of rows and columns.
-AssignmentTotal BestByShortestPaths(algorithm::tracking_base::hungarian::Costs const& costs);
+AssignmentTotal BestAssignment(algorithm::tracking_base::hungarian::Costs const& costs);
 
 }  // namespace kes::test

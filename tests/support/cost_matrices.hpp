@@ -1,6 +1,7 @@
 // Cost matrices for the assignment solver, of every kind that has a way of its own through it.
 #pragma once
 
+#include <functional>
 #include <ostream>
 #include <random>
 #include <vector>
@@ -13,7 +14,7 @@ struct CostKind {
     using Costs = algorithm::tracking_base::hungarian::Costs;
 
     char const* name;
-    Costs (*make)(Eigen::Index rows, Eigen::Index columns, std::mt19937& random);
+    std::function<Costs(Eigen::Index rows, Eigen::Index columns, std::mt19937& random)> make;
     // Whether the result is an optimum: not where costs are negative or rounding can decide.
     bool isOptimal;
 
