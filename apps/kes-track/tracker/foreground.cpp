@@ -14,16 +14,24 @@ std::chrono::milliseconds SegmenterTime(double seconds, double framesPerSecond) 
     return std::chrono::milliseconds(std::llround(1000 * seconds * framesPerSecond / 15));
 }
 
-void Unpack(std::vector<std::uint32_t> const& words, cv::Mat1b& cells) {
-    auto const width = static_cast<unsigned>(cells.cols);
+// 255 for a bit that is set.
+void Unpack(std::vector<std::uint32_t> const& words, cv::Mat1b& bits) {
+    auto const width = static_cast<unsigned>(bits.cols);
     std::size_t const wordsPerRow = (width + 31) / 32;
-    for (int y = 0; y < cells.rows; ++y) {
+    for (int y = 0; y < bits.rows; ++y) {
         std::uint32_t const* const row = &words[static_cast<std::size_t>(y) * wordsPerRow];
-        std::uint8_t* const out = cells[y];
+        std::uint8_t* const out = bits[y];
         for (unsigned x = 0; x < width; ++x) {
             out[x] = (row[x / 32] >> (31 - x % 32) & 1) != 0 ? 255 : 0;
         }
     }
+}
+
+// A cell is what most of its bits are.
+void Gather(cv::Mat1b const& bits, Grid const& grid, cv::Mat1b& cells) {
+    cv::Rect const whole({}, grid.size * grid.bitsPerCell);
+    cv::resize(bits(whole), cells, grid.size, 0, 0, cv::INTER_AREA);
+    cv::threshold(cells, cells, 127, 255, cv::THRESH_BINARY);
 }
 
 }  // namespace
@@ -34,27 +42,28 @@ Foreground::Foreground(Options const& options) {
     segmenter.SetHoldOnTime(SegmenterTime(options.holdOnTime, options.framesPerSecond));
 }
 
-bool Foreground::Process(Frame const& frame) {
+void Foreground::Process(Frame const& frame, Grid const& grid) {
     auto const width = frame.GetWidth() / 2;
     auto const height = frame.GetHeight() / 2;
-    bool const isSameSize = mask.width == width && mask.height == height;
-    if (!isSameSize) {
+    if (mask.width != width || mask.height != height) {
         std::size_t const words = static_cast<std::size_t>((width + 31) / 32) * height;
         mask = {width, height, std::vector<std::uint32_t>(words)};
         stationary.assign(words, 0);
         noCells.assign(words, 0);
-        rawCells.create(static_cast<int>(height), static_cast<int>(width));
-        standingCells.create(rawCells.size());
-        cells.create(rawCells.size());
+        bits.create(grid.maskSize);
     }
-    if (mask.words.empty()) return isSameSize;
+    if (mask.words.empty()) return;
     segmenter.Process(frame, noCells.data(), noCells.data(), noCells.data(), mask.words.data(),
                       stationary.data());
     for (std::size_t i = 0; i < stationary.size(); ++i) mask.words[i] |= stationary[i];
-    Unpack(mask.words, rawCells);
-    cv::medianBlur(rawCells, cells, 3);
-    Unpack(stationary, standingCells);
-    return isSameSize;
+    Unpack(mask.words, bits);
+    if (grid.bitsPerCell == 1) {
+        cv::medianBlur(bits, cells, 3);
+    } else {
+        Gather(bits, grid, cells);
+    }
+    Unpack(stationary, bits);
+    Gather(bits, grid, standingCells);
 }
 
 }  // namespace kes::tracker

@@ -8,6 +8,7 @@
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <opencv2/core.hpp>
 
+#include "tracker/grid.hpp"
 #include "tracker/options.hpp"
 
 namespace kes::tracker {
@@ -16,15 +17,15 @@ class Foreground {
 public:
     explicit Foreground(Options const& options);
 
-    // Takes one frame through the background model. Returns false when the frame's size differs
-    // from the one before and the model began afresh.
-    bool Process(Frame const& frame);
+    // Takes one frame through the background model, which begins afresh when the frame's size
+    // differs from the one before. grid: of this frame.
+    void Process(Frame const& frame, Grid const& grid);
 
     // 255 where there is foreground, young or stationary, single cells removed.
     cv::Mat1b const& Cells() const { return cells; }
     // 255 where foreground has stood for the stationary time.
     cv::Mat1b const& StandingCells() const { return standingCells; }
-    // All foreground, as the appearance model takes it.
+    // All foreground at half the frame's size, as the appearance model takes it.
     algorithm::BitMask const& Mask() const { return mask; }
 
 private:
@@ -32,7 +33,7 @@ private:
     algorithm::BitMask mask{};
     std::vector<std::uint32_t> stationary;
     std::vector<std::uint32_t> noCells;
-    cv::Mat1b rawCells;
+    cv::Mat1b bits;
     cv::Mat1b cells;
     cv::Mat1b standingCells;
 };

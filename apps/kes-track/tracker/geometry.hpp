@@ -1,5 +1,5 @@
 // Pose: where an upright object stands and how large it is. Every coordinate in the tracker is in
-// cells, the half-resolution grid of the masks, unless its name says pixels.
+// the cells of its grid, unless its name says bits (of the masks) or pixels.
 #pragma once
 
 #include <algorithm>

@@ -7,20 +7,17 @@ namespace kes::tracker {
 namespace {
 
 constexpr int KnownFrom = 3;  // updates of the appearance that make it known
-constexpr int Rim = 2;        // cells about a blob, so that a placement in it has room to move
+constexpr float Rim = 2;      // cells about a blob, so that a placement in it has room to move
 
-geometry::Rectangle<int> Clipped(geometry::Rectangle<int> const& cells,
-                                 algorithm::BitMask const& mask) {
-    auto const width = static_cast<int>(mask.width);
-    auto const height = static_cast<int>(mask.height);
-    return {std::clamp(cells.left, 0, width), std::clamp(cells.top, 0, height),
-            std::clamp(cells.right, 0, width), std::clamp(cells.bottom, 0, height)};
-}
-
-geometry::Rectangle<int> CellsOf(Pose const& pose, algorithm::BitMask const& mask) {
-    Box const box = BoxOf(pose);
-    auto const round = [](float value) { return static_cast<int>(std::lround(value)); };
-    return Clipped({round(box.left), round(box.top), round(box.right), round(box.bottom)}, mask);
+// A box of cells on the mask, as far as it lies there.
+geometry::Rectangle<int> BitsOf(Box const& box, Picture const& picture) {
+    auto const width = static_cast<int>(picture.mask.width);
+    auto const height = static_cast<int>(picture.mask.height);
+    auto const on = [&](float cells, int most) {
+        auto const bits = std::lround(cells * static_cast<float>(picture.bitsPerCell));
+        return std::clamp(static_cast<int>(bits), 0, most);
+    };
+    return {on(box.left, width), on(box.top, height), on(box.right, width), on(box.bottom, height)};
 }
 
 bool Covers(Track const& track, int x, int y) {
@@ -36,29 +33,30 @@ bool Covers(Track const& track, int x, int y) {
 bool AreLooksKnown(Track const& track) { return track.appearanceUpdates >= KnownFrom; }
 
 void Teach(Track& track, Picture const& picture) {
-    track.appearance.Update(CellsOf(track.pose, picture.mask), picture.mask, picture.frame);
+    track.appearance.Update(BitsOf(BoxOf(track.pose), picture), picture.mask, picture.frame);
     ++track.appearanceUpdates;
 }
 
 float Likeness(Track const& track, Pose const& place, Picture const& picture) {
     if (!AreLooksKnown(track)) return UnknownLikeness;
-    return track.appearance.ScoreBlob(CellsOf(place, picture.mask), picture.mask, picture.frame);
+    return track.appearance.ScoreBlob(BitsOf(BoxOf(place), picture), picture.mask, picture.frame);
 }
 
 Clue FindIn(Blob const& blob, Track const& track, Picture const& picture) {
-    cv::Rect const& box = blob.box;
+    cv::Rect2f const box = blob.box;
     Pose const& pose = track.pose;
+    auto const bits = static_cast<float>(picture.bitsPerCell);
     auto const found = track.appearance.PartitionAndScoreBlob(
-        Clipped({box.x - Rim, box.y - Rim, box.x + box.width + Rim, box.y + box.height + Rim},
-                picture.mask),
-        0, picture.mask, picture.frame, {pose.x, pose.foot - pose.height / 2},
-        {pose.width, pose.height});
-    return {found.centre[0], found.centre[1] + found.size[1] / 2,
+        BitsOf({box.x - Rim, box.y - Rim, box.x + box.width + Rim, box.y + box.height + Rim},
+               picture),
+        0, picture.mask, picture.frame, {bits * pose.x, bits * (pose.foot - pose.height / 2)},
+        {bits * pose.width, bits * pose.height});
+    return {found.centre[0] / bits, (found.centre[1] + found.size[1] / 2) / bits,
             AreLooksKnown(track) ? found.score : UnknownLikeness};
 }
 
 View::View(Track const& track, std::vector<Track> const& tracks, Picture const& picture)
-    : cells(CellsOf(track.pose, picture.mask)),
+    : bits(BitsOf(BoxOf(track.pose), picture)),
       visible{picture.mask.width, picture.mask.height,
               std::vector<std::uint32_t>(picture.mask.words.size())} {
     std::vector<Track const*> nearer;
@@ -68,9 +66,11 @@ View::View(Track const& track, std::vector<Track> const& tracks, Picture const& 
     std::size_t const wordsPerRow = (visible.width + 31) / 32;
     int whole = 0;
     int seen = 0;
-    for (int y = cells.top; y < cells.bottom; ++y) {
-        for (int x = cells.left; x < cells.right; ++x) {
-            if (!Covers(track, x, y)) continue;
+    for (int y = bits.top; y < bits.bottom; ++y) {
+        for (int x = bits.left; x < bits.right; ++x) {
+            int const cellX = x / picture.bitsPerCell;
+            int const cellY = y / picture.bitsPerCell;
+            if (!Covers(track, cellX, cellY)) continue;
             ++whole;
             std::size_t const word =
                 static_cast<std::size_t>(y) * wordsPerRow + static_cast<std::size_t>(x / 32);
@@ -78,7 +78,7 @@ View::View(Track const& track, std::vector<Track> const& tracks, Picture const& 
             if ((picture.mask.words[word] & bit) == 0) continue;
             bool const isHidden =
                 std::any_of(nearer.begin(), nearer.end(),
-                            [&](Track const* other) { return Covers(*other, x, y); });
+                            [&](Track const* other) { return Covers(*other, cellX, cellY); });
             if (isHidden) continue;
             visible.words[word] |= bit;
             ++seen;
@@ -89,7 +89,7 @@ View::View(Track const& track, std::vector<Track> const& tracks, Picture const& 
 
 float View::Likeness(Track const& other, Frame const& frame) const {
     if (!AreLooksKnown(other)) return UnknownLikeness;
-    return other.appearance.ScoreBlob(cells, visible, frame);
+    return other.appearance.ScoreBlob(bits, visible, frame);
 }
 
 }  // namespace kes::tracker

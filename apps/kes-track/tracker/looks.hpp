@@ -13,6 +13,7 @@ namespace kes::tracker {
 struct Picture {
     algorithm::BitMask const& mask;
     Frame const& frame;
+    int bitsPerCell;    // of the mask, along each side of a cell
     bool isForeground;  // or the mask is the whole picture, and boxes show the background too
 };
 
@@ -43,7 +44,7 @@ public:
     float Likeness(Track const& other, Frame const& frame) const;
 
 private:
-    geometry::Rectangle<int> cells;
+    geometry::Rectangle<int> bits;
     algorithm::BitMask visible;
     float share = 0;
 };

@@ -9,6 +9,7 @@
 #include "tracker/blobs.hpp"
 #include "tracker/coverage.hpp"
 #include "tracker/foreground.hpp"
+#include "tracker/grid.hpp"
 #include "tracker/identities.hpp"
 #include "tracker/measure.hpp"
 #include "tracker/newcomers.hpp"
@@ -109,18 +110,18 @@ private:
     Confidences confidences;
     std::vector<Event> events;  // of this frame
     geometry::Dimension<unsigned int, 2> frameSize{};
-    cv::Size cells;
+    Grid grid;
     bool isDetecting = false;           // boxes come from outside
-    algorithm::BitMask wholePicture{};  // every cell set
+    algorithm::BitMask wholePicture{};  // every bit set
     float minimumHeight = 0;            // in cells
     int nextId = 1;
 };
 
 Result Tracker::Impl::Process(Frame const& frame) {
     Fit(frame);
-    foreground.Process(frame);
-    if (cells.empty()) return {};
-    Picture const picture{foreground.Mask(), frame, true};
+    foreground.Process(frame, grid);
+    if (grid.size.empty()) return {};
+    Picture const picture{foreground.Mask(), frame, grid.bitsPerCell, true};
     Predict();
     Follow(picture);
     Untangle(tracks, picture, options);
@@ -134,9 +135,9 @@ Result Tracker::Impl::Process(Frame const& frame) {
 
 Result Tracker::Impl::Process(Frame const& frame, std::vector<Detection> const& detections) {
     Fit(frame);
-    if (cells.empty()) return {};
+    if (grid.size.empty()) return {};
     isDetecting = true;
-    Picture const picture{wholePicture, frame, false};
+    Picture const picture{wholePicture, frame, grid.bitsPerCell, false};
     Predict();
     Follow(detections, picture);
     Untangle(tracks, picture, options);
@@ -152,14 +153,14 @@ void Tracker::Impl::Fit(Frame const& frame) {
     frameSize = size;
     auto const width = size[0] / 2;
     auto const height = size[1] / 2;
-    cells = cv::Size(static_cast<int>(width), static_cast<int>(height));
+    grid = Grid(size);
     std::size_t const words = static_cast<std::size_t>((width + 31) / 32) * height;
     wholePicture = {width, height, std::vector<std::uint32_t>(words, ~std::uint32_t{0})};
-    minimumHeight = options.minimumHeight * static_cast<float>(height);
+    minimumHeight = options.minimumHeight * static_cast<float>(grid.size.height);
     ForgetObjects();
     scale = {};
     usualSilhouette = {};
-    veil.Begin(cells);
+    veil.Begin(grid.size);
 }
 
 void Tracker::Impl::ForgetObjects() {
@@ -244,8 +245,8 @@ void Tracker::Impl::NoteOut(Track& track) {
 
 bool Tracker::Impl::IsInFrame(Box const& box, float margin) const {
     return box.left >= margin && box.top >= margin &&
-           box.right <= static_cast<float>(cells.width) - margin &&
-           box.bottom <= static_cast<float>(cells.height) - margin;
+           box.right <= static_cast<float>(grid.size.width) - margin &&
+           box.bottom <= static_cast<float>(grid.size.height) - margin;
 }
 
 void Tracker::Impl::NoteWhoIsAlone() {
@@ -272,7 +273,7 @@ void Tracker::Impl::Follow(std::vector<Detection> const& detections, Picture con
     std::vector<Pose> places;
     std::vector<unsigned int> labels;
     for (Detection const& detection : detections) {
-        places.push_back(PoseOf(Scaled(detection.box, 0.5F)));
+        places.push_back(PoseOf(Scaled(detection.box, 1 / grid.PixelsPerCell())));
         labels.push_back(detection.label);
     }
     float const sure = confidences.Note(detections);
@@ -313,7 +314,7 @@ void Tracker::Impl::NoteDetected(Track& track, Detection const& detection) {
     constexpr float SizeRate = 0.1F;
     constexpr float SmallestFactor = 0.7F;
     constexpr float LargestFactor = 1.4F;
-    Pose const seen = PoseOf(Scaled(detection.box, 0.5F));
+    Pose const seen = PoseOf(Scaled(detection.box, 1 / grid.PixelsPerCell()));
     track.ownWidth += SizeRate * (seen.width - track.ownWidth);
     track.ownHeight += SizeRate * (seen.height - track.ownHeight);
     if (auto const usual = scale.SizeAt(seen.foot)) {
@@ -458,8 +459,8 @@ Track& Tracker::Impl::Begin(Pose const& pose) {
 }
 
 void Tracker::Impl::Dismiss() {
-    auto const width = static_cast<float>(cells.width);
-    auto const height = static_cast<float>(cells.height);
+    auto const width = static_cast<float>(grid.size.width);
+    auto const height = static_cast<float>(grid.size.height);
     auto const isOver = [&](Track const& track) {
         if (!track.confirmed) return track.framesOut > 1;
         bool const hasLeft = track.pose.x < 0 || track.pose.x > width || track.pose.foot < 0 ||
@@ -493,12 +494,12 @@ void Tracker::Impl::Dismiss() {
 Box Tracker::Impl::PixelBox(Pose const& pose) const {
     auto const width = static_cast<float>(frameSize[0]);
     auto const height = static_cast<float>(frameSize[1]);
-    // A cell looks at 4 x 4 pixels, two beyond its own to the right and below: it sees an object
-    // one cell before the object begins.
-    float const early = isDetecting ? 0.0F : 1.0F;
-    Box const inCells = BoxOf(pose);
-    Box const box =
-        Scaled({inCells.left + early, inCells.top + early, inCells.right, inCells.bottom}, 2);
+    // The segmenter looks at 4 x 4 pixels for a bit, two beyond the bit's own to the right and
+    // below: it sees an object two pixels before the object begins.
+    float const early = isDetecting ? 0.0F : 2.0F;
+    Box box = Scaled(BoxOf(pose), grid.PixelsPerCell());
+    box.left += early;
+    box.top += early;
     return {std::clamp(box.left, 0.0F, width), std::clamp(box.top, 0.0F, height),
             std::clamp(box.right, 0.0F, width), std::clamp(box.bottom, 0.0F, height)};
 }
