@@ -39,12 +39,7 @@ std::chrono::milliseconds SegmenterTime(std::chrono::nanoseconds time, double fr
     return std::chrono::milliseconds(static_cast<std::int64_t>(milliseconds));
 }
 
-Foreground::Foreground(ForegroundOptions const& options, video::Size frameSize, double frameRate)
-    : freeze(MaskFrom(options.freezeImage, frameSize)),
-      reset(MaskFrom(options.resetImage, frameSize)),
-      exclude(MaskFrom(options.excludeImage, frameSize)),
-      young(video::EmptyMask(frameSize)),
-      stationary(video::EmptyMask(frameSize)) {
+void CheckTimes(ForegroundOptions const& options, double frameRate) {
     if (FramesIn(options.stationaryTime, frameRate) + FramesIn(options.holdOnTime, frameRate) >
         MostFrames) {
         throw Failure(ExitCode::BadUsage,
@@ -52,6 +47,15 @@ Foreground::Foreground(ForegroundOptions const& options, video::Size frameSize, 
                           FormatNumber(frameRate, 3) + " frames a second at most " +
                           FormatNumber(std::floor(MostFrames / frameRate), 0) + " s");
     }
+}
+
+Foreground::Foreground(ForegroundOptions const& options, video::Size frameSize, double frameRate)
+    : freeze(MaskFrom(options.freezeImage, frameSize)),
+      reset(MaskFrom(options.resetImage, frameSize)),
+      exclude(MaskFrom(options.excludeImage, frameSize)),
+      young(video::EmptyMask(frameSize)),
+      stationary(video::EmptyMask(frameSize)) {
+    CheckTimes(options, frameRate);
     segmenter.SetStationaryTime(SegmenterTime(options.stationaryTime, frameRate));
     segmenter.SetHoldOnTime(SegmenterTime(options.holdOnTime, frameRate));
     segmenter.SetStdDevThreshold(options.threshold);

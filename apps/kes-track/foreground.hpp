@@ -31,10 +31,13 @@ struct ForegroundOptions {
 // frames, rounded to the nearest.
 std::chrono::milliseconds SegmenterTime(std::chrono::nanoseconds time, double frameRate);
 
+// Throws Failure (BadUsage) for times that are too long for the segmenter to count.
+void CheckTimes(ForegroundOptions const& options, double frameRate);
+
 class Foreground {
 public:
     // frameRate: the frames given to Process, a second. Throws Failure: BadSideInput for a mask
-    // image that cannot be used, BadUsage for times that are too long for the segmenter to count.
+    // image that cannot be used, and as CheckTimes does.
     Foreground(ForegroundOptions const& options, video::Size frameSize, double frameRate);
 
     // Takes one frame of the size given; the results below are about it.

@@ -23,6 +23,7 @@
 #include "cli/interrupt.hpp"
 #include "cli/parse.hpp"
 #include "cli/progress_board.hpp"
+#include "cli/segmenter_options.hpp"
 #include "command.hpp"
 #include "run/stream.hpp"
 
@@ -34,8 +35,6 @@ using Json = nlohmann::ordered_json;
 struct RunOptions {
     std::vector<std::string> inputs;
     run::StreamOptions stream;  // but for the input; with several inputs the outputs are folders
-    std::chrono::nanoseconds stationaryTime = std::chrono::seconds(5);
-    std::chrono::nanoseconds holdOnTime = std::chrono::seconds(60);
     std::chrono::nanoseconds persistence = std::chrono::milliseconds(400);
     std::chrono::nanoseconds concealment = std::chrono::seconds(2);
     std::chrono::nanoseconds memory = std::chrono::seconds(5);
@@ -79,8 +78,6 @@ std::vector<run::StreamOptions> Streams(RunOptions const& options) {
             stream.detections = options.detector;
             stream.detections->file = *options.detections;
         }
-        stream.tracker.stationaryTime = Seconds(options.stationaryTime);
-        stream.tracker.holdOnTime = Seconds(options.holdOnTime);
         stream.tracker.persistence = Seconds(options.persistence);
         stream.tracker.concealment = Seconds(options.concealment);
         stream.tracker.memory = Seconds(options.memory);
@@ -257,12 +254,6 @@ std::optional<float> ParseShare(std::string_view text) {
     return static_cast<float>(*value / 100);
 }
 
-std::optional<float> ParseThreshold(std::string_view text) {
-    auto const value = cli::ParseNumber(text);
-    if (!value || *value < 0 || *value > 255) return std::nullopt;
-    return static_cast<float>(*value);
-}
-
 std::optional<float> ParseConfidence(std::string_view text) {
     auto const value = cli::ParseNumber(text);
     if (!value) return std::nullopt;
@@ -330,7 +321,7 @@ void AddTracking(CLI::App& app, RunOptions& options) {
         ->type_name("NUMBER")
         ->group(Group);
 
-    constexpr char const* Scene = "Scene";
+    constexpr char const* Scene = "What a frame is decided with";
     addTime("--warm-up", options.stream.warmUp,
             "Learn the background from this much of a recorded clip before tracking it; 0 for none "
             "[2m]",
@@ -339,15 +330,6 @@ void AddTracking(CLI::App& app, RunOptions& options) {
             "Decide each frame with this much of what follows it; 0 for at once [1s]", Scene);
     addTime("--smoothing", options.stream.smoothing,
             "Even boxes out over this much to either side [600ms]", Scene);
-    addTime("--stationary", options.stationaryTime,
-            "What stays in place this long is stationary [5s]", Scene);
-    addTime("--hold-on", options.holdOnTime,
-            "Stationary foreground becomes background after this [60s]", Scene);
-    cli::AddParsedOption(app, "--threshold", tracker.threshold, ParseThreshold,
-                         "a number from 0 to 255",
-                         "Standard deviations from which a pixel differs from its background [4]")
-        ->type_name("NUMBER")
-        ->group(Scene);
 }
 
 void AddDetector(CLI::App& app, RunOptions& options) {
@@ -392,6 +374,7 @@ Run AddRunCommand(CLI::App& app) {
     for (char const* option : {"--start", "--every", "--size"}) {
         app.get_option("--detections")->excludes(app.get_option(option));
     }
+    cli::AddSegmenterOptions(app, options->stream.foreground);
     options->stream.read.isCancelled = cli::Interrupted;
     return [options] { return RunTracker(*options); };
 }

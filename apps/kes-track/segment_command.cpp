@@ -293,6 +293,9 @@ Run AddSegmentCommand(CLI::App& app) {
     app.add_flag("--quiet", options->isQuiet, "No progress bar")->group(Group);
     cli::AddReadOptions(app, options->read);
     cli::AddSegmenterOptions(app, options->foreground);
+    app.add_flag("--abandoned-object", options->foreground.isAbandonedObjectEnabled,
+                 "Set the segmenter's abandoned-object switch; the masks do not depend on it")
+        ->group(cli::SegmenterGroup);
     options->read.isCancelled = cli::Interrupted;
     return [options] { return Segment(*options); };
 }

@@ -17,7 +17,7 @@ std::optional<float> ParseThreshold(std::string_view text) {
 }  // namespace
 
 void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options) {
-    constexpr char const* Group = "Segmenter (times are real time, whatever the clip's rate)";
+    constexpr char const* Group = SegmenterGroup;
     constexpr char const* Time = "a time such as 5s, 500ms or 1m30s";
     constexpr char const* Number = "a number from 0 to 255";
     AddParsedOption(app, "--stationary", options.stationaryTime, ParseDuration, Time,
@@ -35,9 +35,6 @@ void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options) {
     AddParsedOption(app, "--threshold-factor", options.thresholdFactor, ParseThreshold, Number,
                     "A factor on the threshold, 0 to 255 [1]")
         ->type_name("NUMBER")
-        ->group(Group);
-    app.add_flag("--abandoned-object", options.isAbandonedObjectEnabled,
-                 "Set the segmenter's abandoned-object switch; the masks do not depend on it")
         ->group(Group);
 
     constexpr char const* Masks = "Masks (images of the frames' size; white pixels count)";

@@ -9,6 +9,8 @@
 
 namespace kes::track::cli {
 
+constexpr char const* SegmenterGroup = "Segmenter (times are real time, whatever the clip's rate)";
+
 void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options);
 
 }  // namespace kes::track::cli

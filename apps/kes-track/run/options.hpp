@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "foreground.hpp"
 #include "run/detections.hpp"
 #include "tracker/options.hpp"
 #include "video/reader.hpp"
@@ -24,7 +25,8 @@ struct StreamOptions {
     std::string input;
     video::ReadOptions read;
     OutputPaths outputs;
-    tracker::Options tracker;                    // its rate is that of the input
+    ForegroundOptions foreground;
+    tracker::Options tracker;                    // but for its rate and its foreground
     std::optional<DetectionOptions> detections;  // in place of foreground
     std::chrono::nanoseconds warmUp{};     // of a recorded clip, to learn from before the start
     std::chrono::nanoseconds latency{};    // by which results may come later than their frames

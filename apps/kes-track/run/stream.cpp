@@ -11,6 +11,7 @@
 #include "run/outputs.hpp"
 #include "tracker/settled.hpp"
 #include "tracker/tracker.hpp"
+#include "video/mask_image.hpp"
 
 namespace kes::track::run {
 namespace {
@@ -50,6 +51,27 @@ void WarmUp(StreamOptions const& options, tracker::Tracker& tracker, StreamRepor
     tracker.ForgetObjects();
 }
 
+tracker::Options TrackerOptions(StreamOptions const& options, video::ClipInfo const& clip) {
+    ForegroundOptions const& foreground = options.foreground;
+    CheckTimes(foreground, clip.frameRate);
+    auto const seconds = [](std::chrono::nanoseconds time) {
+        return std::chrono::duration<double>(time).count();
+    };
+    auto const mask = [&](std::optional<std::string> const& image) {
+        return image ? video::ReadMask(*image, clip.size) : algorithm::BitMask{};
+    };
+    tracker::Options settings = options.tracker;
+    settings.framesPerSecond = clip.frameRate;
+    settings.threshold = foreground.threshold;
+    settings.thresholdFactor = foreground.thresholdFactor;
+    settings.stationaryTime = seconds(foreground.stationaryTime);
+    settings.holdOnTime = seconds(foreground.holdOnTime);
+    settings.exclude = mask(foreground.excludeImage);
+    settings.freeze = mask(foreground.freezeImage);
+    settings.reset = mask(foreground.resetImage);
+    return settings;
+}
+
 // Counts what comes out, each object once.
 class Census {
 public:
@@ -85,9 +107,7 @@ StreamReport RunStream(StreamOptions const& options,
     report.input = options.input;
     video::Reader reader(options.input, options.read);
     report.clip = reader.Info();
-    tracker::Options settings = options.tracker;
-    settings.framesPerSecond = report.clip.frameRate;
-    tracker::Tracker tracker(settings);
+    tracker::Tracker tracker(TrackerOptions(options, report.clip));
     std::optional<Detections> detections;
     if (options.detections) detections.emplace(*options.detections);
     Outputs outputs(options, report.clip, detections ? &*detections : nullptr);

@@ -36,8 +36,9 @@ void Gather(cv::Mat1b const& bits, Grid const& grid, cv::Mat1b& cells) {
 
 }  // namespace
 
-Foreground::Foreground(Options const& options) {
+Foreground::Foreground(Options const& settings) : options(settings) {
     segmenter.SetStdDevThreshold(options.threshold);
+    segmenter.SetThresholdFactor(options.thresholdFactor);
     segmenter.SetStationaryTime(SegmenterTime(options.stationaryTime, options.framesPerSecond));
     segmenter.SetHoldOnTime(SegmenterTime(options.holdOnTime, options.framesPerSecond));
 }
@@ -49,11 +50,17 @@ void Foreground::Process(Frame const& frame, Grid const& grid) {
         std::size_t const words = static_cast<std::size_t>((width + 31) / 32) * height;
         mask = {width, height, std::vector<std::uint32_t>(words)};
         stationary.assign(words, 0);
-        noCells.assign(words, 0);
+        auto const fitting = [&](algorithm::BitMask const& given) {
+            bool const fits = given.width == width && given.height == height;
+            return fits ? given.words : std::vector<std::uint32_t>(words);
+        };
+        exclude = fitting(options.exclude);
+        freeze = fitting(options.freeze);
+        reset = fitting(options.reset);
         bits.create(grid.maskSize);
     }
     if (mask.words.empty()) return;
-    segmenter.Process(frame, noCells.data(), noCells.data(), noCells.data(), mask.words.data(),
+    segmenter.Process(frame, freeze.data(), reset.data(), exclude.data(), mask.words.data(),
                       stationary.data());
     for (std::size_t i = 0; i < stationary.size(); ++i) mask.words[i] |= stationary[i];
     Unpack(mask.words, bits);

@@ -15,7 +15,7 @@ namespace kes::tracker {
 
 class Foreground {
 public:
-    explicit Foreground(Options const& options);
+    explicit Foreground(Options const& settings);
 
     // Takes one frame through the background model, which begins afresh when the frame's size
     // differs from the one before. grid: of this frame.
@@ -29,10 +29,14 @@ public:
     algorithm::BitMask const& Mask() const { return mask; }
 
 private:
+    Options const options;
     algorithm::tracking_base::EmogSegmenter segmenter;
     algorithm::BitMask mask{};
     std::vector<std::uint32_t> stationary;
-    std::vector<std::uint32_t> noCells;
+    // As given, or of no bits set.
+    std::vector<std::uint32_t> exclude;
+    std::vector<std::uint32_t> freeze;
+    std::vector<std::uint32_t> reset;
     cv::Mat1b bits;
     cv::Mat1b cells;
     cv::Mat1b standingCells;

@@ -179,6 +179,8 @@ TEST(Run, RefusesWhatMakesNoSense) {
         {{"run", folder / "clip.mkv", "--jobs", "0"}, 2},
         {{"run", folder / "clip.mkv", "--min-height", "12"}, 2},
         {{"run", folder / "clip.mkv", "--detections", folder / "bad.txt"}, 6},
+        {{"run", folder / "clip.mkv", "--exclude", folder / "bad.txt"}, 6},
+        {{"run", folder / "clip.mkv", "--hold-on", "1000h"}, 2},
         {{"eval", folder / "bad.txt", folder / "bad.txt"}, 6},
         {{"eval", folder / "none.txt", folder / "bad.txt"}, 6},
         {{"eval", folder / "bad.txt"}, 2},

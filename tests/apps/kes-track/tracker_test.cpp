@@ -162,10 +162,17 @@ TEST(Tracker, RaisesACaseThatStandsAndItsRemoval) {
     EXPECT_GT(tracker::Overlap(there[0].box, {200, 250, 236, 276}), 0.6F);
 }
 
-TEST(Tracker, FindsNobodyInAnEmptyHall) {
-    Watched const run = Track(Hall({}, {}), 100);
-    EXPECT_TRUE(run.result.empty());
-    EXPECT_TRUE(run.events.empty());
+TEST(Tracker, FindsNobodyInAnEmptyHallNorWhereNoneIsToBeSeen) {
+    tracker::Options blind = HallOptions();
+    blind.exclude = {Hall::Width / 2, Hall::Height / 2,
+                     std::vector<std::uint32_t>((Hall::Width / 2 + 31) / 32 * (Hall::Height / 2),
+                                                ~std::uint32_t{0})};
+    for (Watched const& run :
+         {Track(Hall({}, {}), 100),
+          Track(Hall({{{{0, 40, 240}, {50, 440, 250}}, Red, Black}}, {}), 50, blind)}) {
+        EXPECT_TRUE(run.result.empty());
+        EXPECT_TRUE(run.events.empty());
+    }
 }
 
 TEST(Tracker, FollowsABusyHall) {
