@@ -10,6 +10,7 @@
 namespace kes::track::test {
 namespace {
 
+constexpr int NoiseMargin = 100;
 constexpr float WidthShare = 0.36F;  // of a person's height
 
 std::optional<cv::Point2f> FootAt(Walker const& walker, int frame) {
@@ -31,10 +32,16 @@ void DrawPerson(cv::Mat& picture, Walker const& walker, cv::Point2f foot, int fr
         return cv::Point(cvRound(foot.x + x * width), cvRound(foot.y - y * height));
     };
     // A soft shadow to one side, legs that swing, a coat, a head.
-    cv::Mat shaded = picture.clone();
-    cv::ellipse(shaded, at(0.3F, 0.01F), {cvRound(0.6F * width), cvRound(0.04F * height)}, 0, 0,
-                360, {40, 40, 40}, cv::FILLED);
-    cv::addWeighted(shaded, 0.25, picture, 0.75, 0, picture);
+    cv::Point const shadow = at(0.3F, 0.01F);
+    cv::Size const spread(cvRound(0.6F * width), cvRound(0.04F * height));
+    cv::Rect const about =
+        cv::Rect(shadow - cv::Point(spread), shadow + cv::Point(spread) + cv::Point(1, 1)) &
+        cv::Rect({}, picture.size());
+    if (!about.empty()) {
+        cv::Mat shaded = picture(about).clone();
+        cv::ellipse(shaded, shadow - about.tl(), spread, 0, 0, 360, {40, 40, 40}, cv::FILLED);
+        cv::addWeighted(shaded, 0.25, picture(about), 0.75, 0, picture(about));
+    }
     float const swing = 0.3F * std::sin(0.9F * static_cast<float>(frame));
     int const leg = std::max(2, cvRound(0.22F * width));
     cv::line(picture, at(-0.12F, 0.5F), at(-0.12F - swing, 0.03F), walker.legs, leg);
@@ -51,6 +58,7 @@ Hall::Hall(std::vector<Walker> walkers, std::vector<Case> standing, std::vector<
       cases(std::move(standing)),
       pillars(std::move(columns)),
       floor(Height, Width, CV_8UC3, cv::Scalar(150, 155, 160)),
+      grain(Height + NoiseMargin, Width + NoiseMargin, CV_16SC3),
       bytes(static_cast<std::size_t>(Width * Height * 3 / 2)) {
     for (int y = 0; y < Height; y += 24) {
         for (int x = (y / 24 % 2) * 24; x < Width; x += 48) {
@@ -58,6 +66,7 @@ Hall::Hall(std::vector<Walker> walkers, std::vector<Case> standing, std::vector<
         }
     }
     cv::rectangle(floor, {0, 0, Width, 90}, {190, 195, 200}, cv::FILLED);
+    noise.fill(grain, cv::RNG::NORMAL, 0, 2.5);
 }
 
 tracker::Frame Hall::Draw(int frame) {
@@ -77,9 +86,10 @@ tracker::Frame Hall::Draw(int frame) {
     for (cv::Rect const& pillar : pillars) {
         cv::rectangle(picture, pillar, {110, 120, 125}, cv::FILLED);
     }
-    cv::Mat grain(picture.size(), CV_16SC3);
-    noise.fill(grain, cv::RNG::NORMAL, 0, 2.5);
-    cv::add(picture, grain, picture, cv::noArray(), CV_8UC3);
+    // Fresh noise for each frame takes longer than all the rest: some field of it does.
+    cv::Rect const window(noise.uniform(0, NoiseMargin), noise.uniform(0, NoiseMargin), Width,
+                          Height);
+    cv::add(picture, grain(window), picture, cv::noArray(), CV_8UC3);
 
     cv::Mat planar;
     cv::cvtColor(picture, planar, cv::COLOR_BGR2YUV_I420);

@@ -41,7 +41,7 @@ public:
 
     Hall(std::vector<Walker> people, std::vector<Case> cases, std::vector<cv::Rect> pillars = {});
 
-    // The frame of this index, from 0, with fresh noise. Its memory lives until the next call.
+    // The frame of this index, from 0, with noise of its own. Its memory lives until the next call.
     tracker::Frame Draw(int frame);
 
     // Where walkers wholly are at a frame, ids from 1 in their order, hidden or not.
@@ -57,6 +57,7 @@ private:
     std::vector<Case> cases;
     std::vector<cv::Rect> pillars;
     cv::Mat floor;
+    cv::Mat grain;
     cv::RNG noise{7};
     std::vector<std::uint8_t> bytes;
 };
