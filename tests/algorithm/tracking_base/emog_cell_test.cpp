@@ -195,7 +195,6 @@ TEST(EmogCell, PlacesClearsAndReportsByAge) {
 }
 
 TEST(EmogCell, LearnsMeanAndDeviation) {
-    constexpr Placement Grown{0, 501, false};
     constexpr Placement Afresh{0, 1, true};
     constexpr auto None = Match::None;
     struct Case {
@@ -203,7 +202,7 @@ TEST(EmogCell, LearnsMeanAndDeviation) {
         std::uint16_t mean, stdDev, seen;
         std::int32_t rate;
         std::uint16_t meanAfter, stdDevAfter;
-        Placement placement = Grown;
+        Placement placement = {0, 501, false};
         int matched = 0;
     };
     Case const cases[] = {
