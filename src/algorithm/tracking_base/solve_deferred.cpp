@@ -129,7 +129,7 @@ public:
 
 private:
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
-    static constexpr std::size_t KnownPerRow = 4;
+    static constexpr std::size_t KnownPerRow = 8;
     static constexpr std::size_t SmallForDense = 150 * 150;
     static constexpr std::int32_t ExactFlag = std::int32_t{1} << 30;
     static constexpr std::int32_t Stale = -1;  // in place of a column: the bound is some column's
