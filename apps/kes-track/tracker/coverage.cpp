@@ -10,29 +10,41 @@ namespace {
 constexpr int LevelLimit = 2 * MaxLevel;   // more coverage than this changes nothing
 constexpr float StrayProbability = 0.03F;  // of foreground where there is no object
 
-// What is seen at a cell.
-constexpr std::uint8_t Nothing = 0;
-constexpr std::uint8_t Something = 1;
-constexpr std::uint8_t Unknown = 2;
+// What a cell says of an object placed on it: foreground says more the less it is covered.
+constexpr std::uint8_t Nothing = LevelLimit + 1;  // it is no foreground
+constexpr std::uint8_t Unknown = LevelLimit + 2;  // it says nothing
+constexpr std::size_t SightCount = LevelLimit + 3;
 
-using GainTable = std::array<std::array<float, MaxLevel + 1>, LevelLimit + 1>;
+std::uint8_t ForegroundUnder(int level) {
+    return static_cast<std::uint8_t>(std::min(level, LevelLimit));
+}
 
-// [level of the others][level of the stencil]: the change of log P(cell is foreground).
-GainTable MakeForegroundGain() {
-    GainTable table;
+using GainTable = std::array<std::array<std::int16_t, MaxLevel + 1>, SightCount>;
+
+// [what the cell says][level of the stencil]: the change of the log-likelihood of what is seen, in
+// fixed point, so that sums are quick.
+constexpr float OneNat = 4096;
+
+GainTable MakeGains() {
+    GainTable table{};
     auto const probability = [](int level) {
         return 1 - (1 - StrayProbability) * std::exp(-static_cast<float>(level) / LevelsPerUnit);
     };
-    for (int others = 0; others <= LevelLimit; ++others) {
-        for (int own = 0; own <= MaxLevel; ++own) {
-            table[static_cast<std::size_t>(others)][static_cast<std::size_t>(own)] =
-                std::log(probability(others + own) / probability(others));
+    auto const fixed = [](float nats) {
+        return static_cast<std::int16_t>(std::lround(OneNat * nats));
+    };
+    for (int own = 0; own <= MaxLevel; ++own) {
+        auto const column = static_cast<std::size_t>(own);
+        for (int others = 0; others <= LevelLimit; ++others) {
+            table[static_cast<std::size_t>(others)][column] =
+                fixed(std::log(probability(others + own) / probability(others)));
         }
+        table[Nothing][column] = fixed(-static_cast<float>(own) / LevelsPerUnit);
     }
     return table;
 }
 
-GainTable const ForegroundGain = MakeForegroundGain();
+GainTable const Gains = MakeGains();
 
 struct Window {
     int x0, y0, x1, y1;  // of the stencil's own columns and rows that lie on the frame
@@ -55,7 +67,7 @@ Window WindowOf(Stencil const& stencil, int x, int foot, cv::Size frame) {
 void Coverage::Begin(cv::Mat1b const& foreground, cv::Mat1b const& veil) {
     sights.create(foreground.size());
     sights = Nothing;
-    sights.setTo(Something, foreground);
+    sights.setTo(ForegroundUnder(0), foreground);
     sights.setTo(Unknown, veil);
     levels.create(foreground.size());
     levels = 0;
@@ -66,31 +78,27 @@ void Coverage::Paint(Stencil const& stencil, int x, int foot, int sign) {
     for (int row = window.y0; row < window.y1; ++row) {
         std::uint8_t const* own = &stencil.levels[static_cast<std::size_t>(row * stencil.width)];
         short* out = levels[window.top + row] + window.left;
+        std::uint8_t* seen = sights[window.top + row] + window.left;
         for (int column = window.x0; column < window.x1; ++column) {
             out[column] = static_cast<short>(out[column] + sign * own[column]);
+            if (seen[column] <= LevelLimit) seen[column] = ForegroundUnder(out[column]);
         }
     }
 }
 
 float Coverage::Gain(Stencil const& stencil, int x, int foot) const {
     Window const window = WindowOf(stencil, x, foot, levels.size());
-    float gain = 0;
-    int missed = 0;  // levels over cells that are not foreground
+    std::int64_t gain = 0;
     for (int row = window.y0; row < window.y1; ++row) {
         std::uint8_t const* own = &stencil.levels[static_cast<std::size_t>(row * stencil.width)];
-        short const* others = levels[window.top + row] + window.left;
         std::uint8_t const* seen = sights[window.top + row] + window.left;
+        std::int32_t gainOfRow = 0;
         for (int column = window.x0; column < window.x1; ++column) {
-            if (seen[column] == Something) {
-                auto const level =
-                    static_cast<std::size_t>(std::min<int>(others[column], LevelLimit));
-                gain += ForegroundGain[level][own[column]];
-            } else if (seen[column] == Nothing) {
-                missed += own[column];
-            }
+            gainOfRow += Gains[seen[column]][own[column]];
         }
+        gain += gainOfRow;
     }
-    return gain - static_cast<float>(missed) / LevelsPerUnit;
+    return static_cast<float>(gain) / OneNat;
 }
 
 // The gain over the cells of the stencil's core, of what the whole core could gain. gainAt gives it
@@ -100,7 +108,7 @@ float Coverage::Share(Stencil const& stencil, int x, int foot, GainAt gainAt) co
     Window const window = WindowOf(stencil, x, foot, levels.size());
     float possible = 0;
     for (std::uint8_t const level : stencil.levels) {
-        if (level >= CoreLevel) possible += ForegroundGain[0][level];
+        if (level >= CoreLevel) possible += static_cast<float>(Gains[0][level]);
     }
     float gained = 0;
     for (int row = window.y0; row < window.y1; ++row) {
@@ -115,15 +123,14 @@ float Coverage::Share(Stencil const& stencil, int x, int foot, GainAt gainAt) co
 
 float Coverage::Evidence(Stencil const& stencil, int x, int foot) const {
     return Share(stencil, x, foot, [this](int row, int column, std::uint8_t own) {
-        if (sights(row, column) != Something) return 0.0F;
-        auto const others = std::min<int>(levels(row, column), LevelLimit);
-        return ForegroundGain[static_cast<std::size_t>(others)][own];
+        std::uint8_t const seen = sights(row, column);
+        return seen <= LevelLimit ? static_cast<float>(Gains[seen][own]) : 0.0F;
     });
 }
 
 float Coverage::Presence(Stencil const& stencil, int x, int foot) const {
     return Share(stencil, x, foot, [this](int row, int column, std::uint8_t own) {
-        return sights(row, column) == Nothing ? 0.0F : ForegroundGain[0][own];
+        return sights(row, column) == Nothing ? 0.0F : static_cast<float>(Gains[0][own]);
     });
 }
 

@@ -37,7 +37,7 @@ private:
     float Share(Stencil const& stencil, int x, int foot, GainAt gainAt) const;
     void Paint(Stencil const& stencil, int x, int foot, int sign);
 
-    cv::Mat1b sights;
+    cv::Mat1b sights;  // what each cell says of an object placed on it
     cv::Mat1s levels;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <vector>
 
 namespace kes::tracker {
@@ -10,6 +11,7 @@ namespace {
 constexpr float MarginX = 0.4F;   // looked at beyond the pose's box, of its width
 constexpr float MarginY = 0.3F;   // of its height
 constexpr float ThinEnd = 0.15F;  // of the fullest row or column
+constexpr int Gap = 4;            // cells without the object
 constexpr int Least = 3;          // cells each way
 
 struct Extent {
@@ -17,16 +19,24 @@ struct Extent {
     int end;
 };
 
-// From the first to the last count that is not a thin end.
+// About the fullest count, as far as counts are not thin; what lies beyond a gap is another
+// object's.
 Extent ExtentOf(std::vector<int> const& counts) {
-    int const fullest = *std::max_element(counts.begin(), counts.end());
-    auto const isEnough = [&](int count) {
-        return static_cast<float>(count) >= std::max(1.0F, ThinEnd * static_cast<float>(fullest));
+    auto const fullest = std::max_element(counts.begin(), counts.end());
+    float const least = std::max(1.0F, ThinEnd * static_cast<float>(*fullest));
+    auto const reach = [&](auto from, auto end) {
+        int length = 0;
+        int thin = 0;
+        for (auto it = from; it != end && thin < Gap; ++it) {
+            bool const isThin = static_cast<float>(*it) < least;
+            thin = isThin ? thin + 1 : 0;
+            if (!isThin) length = static_cast<int>(it - from) + 1;
+        }
+        return length;
     };
-    auto const first = std::find_if(counts.begin(), counts.end(), isEnough);
-    auto const last = std::find_if(counts.rbegin(), counts.rend(), isEnough).base();
-    if (first == counts.end()) return {0, 0};
-    return {static_cast<int>(first - counts.begin()), static_cast<int>(last - counts.begin())};
+    auto const middle = static_cast<int>(fullest - counts.begin());
+    return {middle - reach(std::make_reverse_iterator(fullest), counts.rend()),
+            middle + reach(fullest, counts.end())};
 }
 
 }  // namespace
