@@ -184,8 +184,8 @@ void PrintTable(Outcome const& outcome) {
                        ? "none"
                        : FormatCount(report.warmUpFrames) + " frames of the clip, at " +
                              rate(report.warmUpFrames, report.inWarmUp));
-    row("objects", FormatCount(report.objects));
-    row("things left", FormatCount(report.things));
+    row("objects", FormatCount(report.objects) + " that moved, " + FormatCount(report.things) +
+                       " that only stood");
     row("events", FormatCount(report.events));
     row("reading", rate(report.frames, report.reading));
     row("tracking", rate(report.frames, report.tracking));
