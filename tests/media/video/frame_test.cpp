@@ -245,7 +245,8 @@ TEST(Allocate, NeverGivesAShortBlock) {
     for (Case const& c : {
              Case{"a plane of 2^65 bytes", ColourFormat::Rgb, 0xAAAAAAAC, ~0U},
              Case{"a plane that fits 64 bits and no machine", ColourFormat::Grey, ~0U - 3, ~0U},
-             Case{"two planes whose sum does not fit", ColourFormat::Nv12, ~0U - 3, ~0U - 1},
+             Case{"two planes whose sum wraps to 53752", ColourFormat::Nv12, 0xFFFB4F4C,
+                  0xAAADCB31},
          }) {
         EXPECT_THROW(Allocate<void>(c.format, {c.width, c.height}, {}, Rotation::None),
                      std::bad_alloc)
