@@ -107,8 +107,11 @@ public:
         std::size_t stars = StarZeros();
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
         for (; stars < rows; ++stars) {
-            bool const isCostly = replayed > CostOfRebasing();
-            if (isCostly && rows * columns <= SmallForDense) return false;
+            bool const isSmall = rows * columns <= SmallForDense;
+            // A small matrix of ordinary costs comes to a third at most, and one that comes to half
+            // mostly comes to the whole.
+            bool const isCostly = replayed > CostOfRebasing() / (isSmall ? 2 : 1);
+            if (isCostly && isSmall) return false;
             // A move uncovers a zero and so primes a row; all but the last prime's have stars.
             if (isCostly || history.Room() < stars + 2) Rebase();
             switch (Augment()) {
