@@ -180,6 +180,9 @@ void PrintTable(Outcome const& outcome) {
     row("rate", FormatNumber(report.clip.frameRate, 3) + " frames/s" +
                     (report.clip.isRateKnown ? "" : " (a guess: the input does not say)"));
     row("frames", FormatCount(report.frames));
+    if (report.scaledFrames > 0) {
+        row("scaled", FormatCount(report.scaledFrames) + " frames of another size than the first");
+    }
     row("warm-up", report.warmUpFrames == 0
                        ? "none"
                        : FormatCount(report.warmUpFrames) + " frames of the clip, at " +
@@ -203,6 +206,7 @@ Json ReportJson(Outcome const& outcome) {
         {"frame_rate", report.clip.frameRate},
         {"frame_rate_known", report.clip.isRateKnown},
         {"frames", report.frames},
+        {"scaled_frames", report.scaledFrames},
         {"warm_up_frames", report.warmUpFrames},
         {"objects", report.objects},
         {"things", report.things},

@@ -140,6 +140,7 @@ StreamReport RunStream(StreamOptions const& options,
     }
     while (auto const ready = settled.Pop()) write(*ready);
     Timed(report.writing, [&] { outputs.Close(); });
+    report.scaledFrames = reader.Unlike();
     report.fault = reader.Fault();
     return report;
 }

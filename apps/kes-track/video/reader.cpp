@@ -77,6 +77,7 @@ public:
     ClipInfo const& Info() const noexcept { return info; }
     std::optional<Picture> Next();
     std::optional<std::string> Fault() const;
+    std::uint64_t Unlike() const noexcept { return unlike; }
 
 private:
     static int IsWaitOver(void* self);
@@ -113,6 +114,8 @@ private:
     bool isOver = false;       // nothing more is handed out
     std::uint64_t wanted = 0;  // decoded pictures from `start` on
     std::uint64_t handedOut = 0;
+    Size firstSize{};  // as decoded
+    std::uint64_t unlike = 0;
     std::optional<nanoseconds> time;  // of the last decoded picture
     std::optional<Picture> first;
 
@@ -262,10 +265,13 @@ std::optional<Picture> Reader::Impl::Read() {
         if (options.duration && *time - options.start >= *options.duration) break;
         if (wanted++ % options.every != 0) continue;
 
+        Size const size{static_cast<unsigned int>(decoded->width),
+                        static_cast<unsigned int>(decoded->height)};
         if (handedOut == 0) {
-            info.size = options.size.value_or(Turned({static_cast<unsigned int>(decoded->width),
-                                                      static_cast<unsigned int>(decoded->height)}));
+            firstSize = size;
+            info.size = options.size.value_or(Turned(size));
         }
+        if (size != firstSize) ++unlike;
         Frame::TimePoint const timestamp{wallClock + *time};
         av::Frame picture = Upright(converter.Convert(*decoded, Turned(info.size)), rotation);
         bool const isFullRange = picture->color_range == AVCOL_RANGE_JPEG;
@@ -374,5 +380,6 @@ Reader::~Reader() = default;
 ClipInfo const& Reader::Info() const noexcept { return impl->Info(); }
 std::optional<Picture> Reader::Next() { return impl->Next(); }
 std::optional<std::string> Reader::Fault() const { return impl->Fault(); }
+std::uint64_t Reader::Unlike() const noexcept { return impl->Unlike(); }
 
 }  // namespace kes::track::video

@@ -65,6 +65,9 @@ public:
     // ended early, parts were damaged so that the decoder noticed. None when all was well.
     std::optional<std::string> Fault() const;
 
+    // How many of the pictures so far the clip has in another size than the first.
+    std::uint64_t Unlike() const noexcept;
+
 private:
     class Impl;
     std::unique_ptr<Impl> impl;

@@ -136,9 +136,11 @@ TEST(Reader, KeepsOneSizeThroughoutAClipThatChangesIt) {
     for (auto const& [options, size] :
          {std::pair{ReadOptions{}, Size{64, 48}},
           std::pair{ReadOptions{.size = Size{50, 31}}, Size{50, 31}}}) {
-        std::vector<Picture> const pictures = ReadAll(folder / "ab.ts", options);
+        Reader reader(folder / "ab.ts", options);
+        std::vector<Picture> const pictures = ReadAll(reader);
         EXPECT_GT(pictures.size(), 30U);
         for (Picture const& picture : pictures) ASSERT_EQ(picture.frame.GetSize(), size);
+        EXPECT_GT(reader.Unlike(), 10U);
         EXPECT_TRUE(std::is_sorted(pictures.begin(), pictures.end(),
                                    [](auto const& a, auto const& b) { return a.time < b.time; }));
     }
