@@ -420,18 +420,18 @@ private:
         if (cost == Infinity) return cost;
 
         // Equal costs of a row have equal values as long as their columns are free.
-        Known& free = knownFree[row];
+        Known& ofFree = knownFree[row];
         if (takenMask[column] == 0) {
-            if (free.cost != cost || free.columnAfter == 0) free = {1, 0, cost, cost};
-            return BringUpToDate(free, row, column);
+            if (ofFree.cost != cost || ofFree.columnAfter == 0) ofFree = {1, 0, cost, cost};
+            return BringUpToDate(ofFree, row, column);
         }
         Known& cell = knownCells[row * KnownPerRow + column % KnownPerRow];
         auto const name = static_cast<std::uint32_t>(column + 1);
         if (cell.columnAfter != name) {
             cell = {name, 0, cost, cost};
-            if (free.cost == cost && free.moves <= history.FreedomEnd(column)) {
-                cell.moves = free.moves;
-                cell.value = free.value;
+            if (ofFree.cost == cost && ofFree.moves <= history.FreedomEnd(column)) {
+                cell.moves = ofFree.moves;
+                cell.value = ofFree.value;
             }
         }
         return BringUpToDate(cell, row, column);

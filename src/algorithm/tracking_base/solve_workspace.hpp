@@ -17,6 +17,10 @@ public:
         base = memory.data() + (Alignment - address % Alignment) % Alignment;
     }
 
+    // Moved, not copied: a copy's arrays would lie in the memory of the original.
+    Workspace(Workspace&&) = default;
+    Workspace& operator=(Workspace&&) = default;
+
     template <class T>
     T* Take(std::size_t count) {
         std::size_t const offset = used;
