@@ -107,7 +107,9 @@ void RefuseToOverwriteAny(std::vector<run::StreamOptions> const& streams) {
     Paths inputs;
     Paths outputs;
     for (run::StreamOptions const& stream : streams) {
-        inputs.push_back(stream.input);
+        ForegroundOptions const& masks = stream.foreground;
+        inputs.insert(inputs.end(),
+                      {stream.input, masks.excludeImage, masks.freezeImage, masks.resetImage});
         if (stream.detections) {
             inputs.push_back(stream.detections->file);
             inputs.push_back(stream.detections->labels);
@@ -374,11 +376,12 @@ Run AddRunCommand(CLI::App& app) {
     AddTracking(app, *options);
     AddDetector(app, *options);
     cli::AddReadOptions(app, options->stream.read);
-    // Boxes name the clip's own frames and pixels.
-    for (char const* option : {"--start", "--every", "--size"}) {
+    cli::AddSegmenterOptions(app, options->stream.foreground);
+    // Boxes name the clip's own frames and pixels, and take the segmenter's place.
+    for (char const* option : {"--start", "--every", "--size", "--hold-on", "--threshold",
+                               "--threshold-factor", "--exclude", "--freeze", "--reset"}) {
         app.get_option("--detections")->excludes(app.get_option(option));
     }
-    cli::AddSegmenterOptions(app, options->stream.foreground);
     options->stream.read.isCancelled = cli::Interrupted;
     return [options] { return RunTracker(*options); };
 }

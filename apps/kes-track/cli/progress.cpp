@@ -54,7 +54,12 @@ Progress::Progress(std::string barLabel, std::optional<std::chrono::nanoseconds>
       isColoured(Setting("NO_COLOR").empty()),
       isUtf8(IsUtf8()) {
     constexpr std::size_t LongestLabel = 24;
-    if (label.size() > LongestLabel) label.resize(LongestLabel);
+    if (label.size() > LongestLabel) {
+        auto const isContinued = [](char byte) { return (byte & 0xC0) == 0x80; };
+        std::size_t kept = LongestLabel;
+        while (kept > 0 && isContinued(label[kept])) --kept;  // not within a character
+        label.resize(kept);
+    }
 }
 
 bool Progress::IsWatched() { return isatty(STDERR_FILENO) == 1 && Setting("TERM") != "dumb"; }

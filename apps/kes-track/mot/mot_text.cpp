@@ -104,7 +104,7 @@ std::vector<Row> Read(std::string const& path) {
 }
 
 void Write(std::ostream& out, Row const& row) {
-    std::array<char, 160> line;
+    std::array<char, 256> line;  // enough for the largest of floats and longs
     int const length = std::snprintf(
         line.data(), line.size(), "%ld,%ld,%.2f,%.2f,%.2f,%.2f,%.4g,-1,-1,-1\n", row.frame, row.id,
         static_cast<double>(row.box.left), static_cast<double>(row.box.top),

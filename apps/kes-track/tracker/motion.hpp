@@ -37,7 +37,6 @@ public:
     void Damp(float factor) { velocity *= factor; }
 
     float Position() const { return position; }
-    float Velocity() const { return velocity; }
     float PositionVariance() const { return positionVariance; }
 
 private:

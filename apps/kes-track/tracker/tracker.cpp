@@ -1,12 +1,13 @@
 #include "tracker/tracker.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
+#include <stdexcept>
 #include <utility>
 
 #include "tracker/blobs.hpp"
+#include "tracker/confidences.hpp"
 #include "tracker/coverage.hpp"
 #include "tracker/foreground.hpp"
 #include "tracker/grid.hpp"
@@ -33,35 +34,15 @@ constexpr float PlacedDeviation = 0.03F;   // of a placement on foreground
 constexpr float DetectedDeviation = 0.1F;  // of a detector's box
 constexpr float FootDeviation = 1.33F;     // of the foot, in deviations of the middle
 
+constexpr float SizeRate = 0.1F;        // of what is seen, in an object's own size
+constexpr float SmallestFactor = 0.7F;  // of an object's height to the usual one at its place
+constexpr float LargestFactor = 1.4F;
+
 constexpr float SlowingOut = 0.5F;       // of the speed, a second, of what is out of sight
 constexpr double LostAfter = 0.3;        // seconds out of sight
 constexpr float HiddenPresence = 0.5F;   // so much foreground where the object should be
 constexpr float DoubleDetection = 0.5F;  // overlap of a detection with one followed already
 constexpr float SameObject = 0.6F;       // overlap of two that are one
-
-// What a detector's confidences are worth differs from one to another: objects begin only with what
-// lies in the surer half of all that it has given.
-class Confidences {
-public:
-    // Returns the least confidence with which an object may begin.
-    float Note(std::vector<Detection> const& detections) {
-        for (Detection const& detection : detections) {
-            float const place = std::clamp(detection.confidence, 0.0F, 1.0F) * Bins;
-            ++counts[static_cast<std::size_t>(place)];
-            ++total;
-        }
-        long above = 0;
-        std::size_t place = counts.size();
-        while (place > 0 && 2 * above < total) above += counts[--place];
-        return static_cast<float>(place) / Bins;
-    }
-
-private:
-    static constexpr int Bins = 1000;
-
-    std::array<long, Bins + 1> counts{};
-    long total = 0;
-};
 
 }  // namespace
 
@@ -148,6 +129,9 @@ Result Tracker::Impl::Process(Frame const& frame, std::vector<Detection> const& 
 
 // Begins afresh when the frames' size is not that of those before.
 void Tracker::Impl::Fit(Frame const& frame) {
+    if (frame.GetColourFormat() != media::ColourFormat::Nv12) {
+        throw std::invalid_argument("The tracker takes Nv12 frames only");
+    }
     auto const size = frame.GetSize();
     if (size == frameSize) return;
     frameSize = size;
@@ -311,9 +295,6 @@ void Tracker::Impl::Follow(std::vector<Detection> const& detections, Picture con
 // Detectors cut off heads and feet; the size that the object has shown so far is worth more than
 // one box, and the box's middle more than its foot.
 void Tracker::Impl::NoteDetected(Track& track, Detection const& detection) {
-    constexpr float SizeRate = 0.1F;
-    constexpr float SmallestFactor = 0.7F;
-    constexpr float LargestFactor = 1.4F;
     Pose const seen = PoseOf(Scaled(detection.box, 1 / grid.PixelsPerCell()));
     track.ownWidth += SizeRate * (seen.width - track.ownWidth);
     track.ownHeight += SizeRate * (seen.height - track.ownHeight);
@@ -386,10 +367,7 @@ void Tracker::Impl::NoteThings() {
 void Tracker::Impl::Learn(Picture const& picture) {
     constexpr float LeastEvidence = 0.5F;
     constexpr float VeilEvidence = 0.4F;
-    constexpr float SizeRate = 0.1F;
     constexpr float FactorRate = 0.05F;
-    constexpr float SmallestFactor = 0.7F;
-    constexpr float LargestFactor = 1.4F;
     constexpr float ShapeRate = 0.05F;
     constexpr float UsualShapeRate = 0.01F;
     for (Track& track : tracks) {

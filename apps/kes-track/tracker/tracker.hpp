@@ -60,8 +60,8 @@ public:
     explicit Tracker(Options const& options);
     ~Tracker();
 
-    // frame: Nv12, Rgb, Bgr or Yuv; plane 0 is read as luminance. Objects and scene are forgotten
-    // when the size changes.
+    // frame: Nv12, else throws std::invalid_argument. Objects and scene are forgotten when the size
+    // changes.
     Result Process(Frame const& frame);
 
     // The same with boxes from outside in place of foreground; nothing need be learnt beforehand.

@@ -174,6 +174,8 @@ TEST(Run, RefusesWhatMakesNoSense) {
         {{"run", folder / "clip.mkv", "--mot", folder / "clip.mkv"}, 2},
         {{"run", folder / "clip.mkv", "--detections", boxes, "--mot", boxes}, 2},
         {{"run", folder / "clip.mkv", "--detections", boxes, "--start", "1s"}, 2},
+        {{"run", folder / "clip.mkv", "--detections", boxes, "--threshold", "5"}, 2},
+        {{"run", folder / "clip.mkv", "--exclude", boxes, "--jsonl", boxes}, 2},
         {{"run", folder / "other/clip.mp4", folder / "clip.mp4", "--video", folder / ""}, 2},
         {{"run", folder / "clip.mkv", "--mot", folder / "no/such/folder.txt"}, 5},
         {{"run", folder / "clip.mkv", "--jobs", "0"}, 2},

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -219,10 +220,10 @@ TEST(Tracker, FollowsADetectorsBoxesOfUnlikeLabelsApart) {
 
 TEST(Tracker, TakesFramesOfAnySizeAndBeginsAfreshWhenItChanges) {
     tracker::Tracker tracker(HallOptions());
+    using Plane = media::video::frame::PlaneBase<void const>;
     std::vector<std::uint8_t> bytes(64 * 64 * 2, 90);
     for (auto const& [width, height] :
          {std::pair{1U, 1U}, {2U, 2U}, {3U, 5U}, {64U, 1U}, {1U, 64U}, {63U, 31U}, {16U, 16U}}) {
-        using Plane = media::video::frame::PlaneBase<void const>;
         for (int i = 0; i < 3; ++i) {
             bytes.assign(bytes.size(), static_cast<std::uint8_t>(90 + 60 * i));
             tracker::Frame const frame(
@@ -233,6 +234,9 @@ TEST(Tracker, TakesFramesOfAnySizeAndBeginsAfreshWhenItChanges) {
             EXPECT_NO_THROW(tracker.Process(frame, {{{0, 0, 10, 10}, 1, 0}}));
         }
     }
+    tracker::Frame const grey({Plane{bytes.size(), bytes.data(), 64}}, media::ColourFormat::Grey,
+                              64, 64, {}, {});
+    EXPECT_THROW(tracker.Process(grey), std::invalid_argument);
 }
 
 }  // namespace
