@@ -28,7 +28,7 @@ std::vector<Blob> LeftOver(cv::Mat1b const& foreground, Coverage const& coverage
     rest.setTo(0, coverage.Levels() >= ExplainedLevel);
     // Slivers along the edges of silhouettes go.
     cv::morphologyEx(rest, rest, cv::MORPH_OPEN, cv::getStructuringElement(cv::MORPH_RECT, {3, 3}));
-    return BlobsOf(rest);
+    return BlobsOf(rest, PersonGap);
 }
 
 bool IsAtBorder(cv::Rect const& box, cv::Size frame) {
@@ -41,7 +41,7 @@ bool IsAtBorder(cv::Rect const& box, cv::Size frame) {
 std::vector<Pose> FindWhole(cv::Mat1b const& foreground, Coverage const& coverage,
                             float minimumHeight) {
     std::vector<Pose> found;
-    for (Blob const& blob : BlobsOf(foreground)) {
+    for (Blob const& blob : BlobsOf(foreground, PersonGap)) {
         cv::Rect const& box = blob.box;
         bool const isLarge =
             box.width >= LeastWidth && static_cast<float>(box.height) >= minimumHeight;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include <opencv2/imgproc.hpp>
+#include <opencv2/core.hpp>
+
+#include "tracker/blobs.hpp"
 
 namespace kes::tracker {
 namespace {
@@ -12,6 +14,8 @@ constexpr double GoneAfter = 0.5;   // seconds without a trace
 constexpr float SameThing = 0.3F;   // overlap of two sightings
 constexpr float StillThere = 0.4F;  // of its shape
 constexpr float LeastFill = 0.35F;  // of its box: less is a flicker of edges
+
+cv::Size const SightingGap{3, 3};
 
 struct Sighting {
     Box box;
@@ -28,26 +32,15 @@ std::vector<Sighting> FindSightings(cv::Mat1b const& standing, cv::Mat1b const& 
     cv::Mat1b rest = standing.clone();
     rest.setTo(0, explained);
     if (cv::countNonZero(rest) == 0) return {};
-    cv::morphologyEx(rest, rest, cv::MORPH_CLOSE,
-                     cv::getStructuringElement(cv::MORPH_RECT, {3, 3}));
-    cv::Mat1i labels;
-    cv::Mat1i statistics;
-    cv::Mat1d centres;
-    int const count = cv::connectedComponentsWithStats(rest, labels, statistics, centres);
     std::vector<Sighting> sightings;
-    for (int i = 1; i < count; ++i) {  // 0 is where nothing stands
-        cv::Rect const box(statistics(i, cv::CC_STAT_LEFT), statistics(i, cv::CC_STAT_TOP),
-                           statistics(i, cv::CC_STAT_WIDTH), statistics(i, cv::CC_STAT_HEIGHT));
-        auto const area = static_cast<float>(statistics(i, cv::CC_STAT_AREA));
-        bool const isLarge = static_cast<float>(box.width) >= leastSide &&
-                             static_cast<float>(box.height) >= leastSide;
-        if (!isLarge || area < LeastFill * static_cast<float>(box.area())) continue;
-        cv::Mat1b shape;
-        cv::compare(labels(box), i, shape, cv::CMP_EQ);
-        sightings.push_back(
-            {{static_cast<float>(box.x), static_cast<float>(box.y),
-              static_cast<float>(box.x + box.width), static_cast<float>(box.y + box.height)},
-             shape});
+    for (Blob const& blob : BlobsOf(rest, SightingGap)) {
+        auto const width = static_cast<float>(blob.box.width);
+        auto const height = static_cast<float>(blob.box.height);
+        bool const isLarge = width >= leastSide && height >= leastSide;
+        if (!isLarge || static_cast<float>(blob.area) < LeastFill * width * height) continue;
+        auto const left = static_cast<float>(blob.box.x);
+        auto const top = static_cast<float>(blob.box.y);
+        sightings.push_back({{left, top, left + width, top + height}, blob.shape});
     }
     return sightings;
 }

@@ -190,7 +190,7 @@ void Tracker::Impl::Follow(Picture const& picture) {
     for (Track& track : tracks) {
         if (track.sight != Sight::Lost) followed.push_back(&track);
     }
-    PairWithBlobs(followed, BlobsOf(foreground.Cells()), picture);
+    PairWithBlobs(followed, BlobsOf(foreground.Cells(), PersonGap), picture);
     Place(followed, coverage);
     auto const inSight = Judge(followed, coverage);
     for (Track& track : tracks) {

@@ -1,6 +1,7 @@
 #include "video/reader.hpp"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -143,6 +144,31 @@ TEST(Reader, KeepsOneSizeThroughoutAClipThatChangesIt) {
         EXPECT_GT(reader.Unlike(), 10U);
         EXPECT_TRUE(std::is_sorted(pictures.begin(), pictures.end(),
                                    [](auto const& a, auto const& b) { return a.time < b.time; }));
+    }
+}
+
+TEST(Reader, TurnsAClipAsItsContainerSays) {
+    test::Folder const folder;
+    struct Case {
+        char const* what;
+        std::array<int, 4> shownBy;
+        Size size;
+        std::uint8_t upperLeft, lowerLeft;
+    };
+    constexpr auto Stored = [](int x, int y) { return test::Luminance(x, y, 0); };
+    Case const cases[] = {
+        {"upright", {1, 0, 0, 1}, {64, 48}, Stored(0, 0), Stored(0, 47)},
+        {"a quarter clockwise", {0, 1, -1, 0}, {48, 64}, Stored(0, 47), Stored(63, 47)},
+        {"half", {-1, 0, 0, -1}, {64, 48}, Stored(63, 47), Stored(63, 0)},
+        {"a quarter back", {0, -1, 1, 0}, {48, 64}, Stored(63, 0), Stored(0, 0)},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        MakeClip(folder / "turned.mov", {.frames = 2, .shownBy = c.shownBy});
+        Frame const frame = ReadAll(folder / "turned.mov").at(0).frame;
+        ASSERT_EQ(frame.GetSize(), c.size);
+        EXPECT_EQ(LuminanceAt(frame, 0, 0), c.upperLeft);
+        EXPECT_EQ(LuminanceAt(frame, 0, static_cast<int>(c.size[1]) - 1), c.lowerLeft);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "support/clip.hpp"
 
+#include <cstring>
 #include <stdexcept>
 
 extern "C" {
@@ -85,6 +86,13 @@ void MakeClip(std::string const& path, ClipKind const& kind) {
     stream->time_base = codec->time_base;
     stream->avg_frame_rate = codec->framerate;
     Check(avcodec_parameters_from_context(stream->codecpar, codec.get()), "parameters");
+    if (kind.shownBy) {
+        constexpr std::int32_t One = 1 << 16;
+        auto const [a, b, c, d] = *kind.shownBy;
+        std::int32_t const matrix[9] = {a * One, b * One, 0, c * One, d * One, 0, 0, 0, 1 << 30};
+        std::memcpy(av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, sizeof matrix),
+                    matrix, sizeof matrix);
+    }
     Check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), path.c_str());
     Check(avformat_write_header(output.get(), nullptr), "header");
     for (int frame = 0; frame < kind.frames; ++frame) {

@@ -1,7 +1,9 @@
 // Clips whose every pixel is known, of any codec, pixel format and size.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "video/av.hpp"
@@ -15,6 +17,8 @@ struct ClipKind {
     int height = 48;
     int frames = 20;
     int rate = 10;  // a second
+    // a, b, c, d of the container's display matrix: a pixel at x, y is shown at ax + cy, bx + dy.
+    std::optional<std::array<int, 4>> shownBy = std::nullopt;
 };
 
 // What the first plane holds at a pixel, and what planes 1 and 2 hold everywhere.
