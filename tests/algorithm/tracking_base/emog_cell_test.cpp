@@ -26,11 +26,6 @@ Mode ModeOf(std::uint16_t count, std::uint16_t mean = 0, std::uint16_t stdDev = 
     return {count, {{{mean, stdDev}, {mean, stdDev}, {mean, stdDev}}}};
 }
 
-CellModel CellOfAges(std::array<std::uint16_t, 3> ages) {
-    return {
-        {ModeOf(ages[0], 10000, 1144), ModeOf(ages[1], 20000, 1144), ModeOf(ages[2], 30000, 1144)}};
-}
-
 Match MatchOf(CellModel const& cell, int slot) {
     if (slot == Match::None) return {Match::None, {}};
     return {slot, cell.slots[static_cast<std::size_t>(slot)]};
@@ -103,94 +98,6 @@ TEST(EmogCell, MatchesStrictlyWithinTheTolerance) {
             EXPECT_TRUE(matched(c.reach));
             EXPECT_FALSE(matched(static_cast<std::uint16_t>(c.reach + 1)));
         }
-    }
-}
-
-TEST(EmogCell, MatchesTheFirstSlotOfWhichEveryFeatureFits) {
-    Features const seen{10000, 10000, 10000};
-    CellModel cell{{ModeOf(9, 10000, 1144), ModeOf(5, 10000, 1144), ModeOf(0, 10000, 1144)}};
-    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, 0);
-    EXPECT_EQ(FindMatch(cell, seen, Defaults).mode.count, 9);
-    cell.slots[0].features[0].mean = 20000;
-    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, 1);
-    cell.slots[1].features[1].mean = 0;
-    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, 2) << "an age of 0 plays no part";
-    cell.slots[2].features[2].stdDev = 0;
-    EXPECT_EQ(FindMatch(cell, seen, Defaults).slot, Match::None);
-}
-
-TEST(EmogCell, PlacesClearsAndReportsByAge) {
-    using Ages = std::array<std::uint16_t, 3>;
-    constexpr auto None = Match::None;
-    constexpr auto Background = Output::Background;
-    constexpr auto Young = Output::YoungForeground;
-    constexpr auto Stationary = Output::StationaryForeground;
-    struct Case {
-        char const* what;
-        Ages ages;
-        int matched;
-        Commands commands;
-        int slot;
-        std::uint16_t count;
-        Ages agesAfter;
-        Output output;
-    };
-    Case const cases[] = {
-        {"background", {500, 0, 0}, 0, {}, 0, 501, {501, 0, 0}, Background},
-        {"background wipes both younger", {500, 7, 3}, 0, {}, 0, 501, {501, 0, 0}, Background},
-        {"clearing stops at an empty slot", {500, 0, 3}, 0, {}, 0, 501, {501, 0, 3}, Background},
-        {"frozen background", {500, 7, 0}, 0, {false, true}, 0, 500, {500, 0, 0}, Background},
-        {"background at its age limit", {975, 0, 0}, 0, {}, 0, 975, {975, 0, 0}, Background},
-        {"an age wraps at 16 bits", {65535, 0, 0}, 0, {}, 0, 0, {0, 0, 0}, Background},
-
-        {"young", {500, 7, 0}, 1, {}, 1, 8, {500, 8, 0}, Young},
-        {"young wipes what is younger", {500, 7, 3}, 1, {}, 1, 8, {500, 8, 0}, Young},
-        {"last young age", {500, 73, 0}, 1, {}, 1, 74, {500, 74, 0}, Young},
-        {"first stationary age", {500, 74, 0}, 1, {}, 1, 75, {500, 75, 0}, Stationary},
-        {"frozen young", {500, 74, 0}, 1, {false, true}, 1, 74, {500, 74, 0}, Young},
-        {"one frame short", {500, 498, 0}, 1, {}, 1, 499, {500, 499, 0}, Stationary},
-        {"as old as the background", {500, 499, 3}, 1, {}, 0, 500, {500, 0, 0}, Background},
-
-        {"youngest", {500, 7, 3}, 2, {}, 2, 4, {500, 7, 4}, Young},
-        {"youngest, stationary", {500, 90, 80}, 2, {}, 2, 81, {500, 90, 81}, Stationary},
-        {"youngest overtakes", {500, 7, 6}, 2, {}, 1, 7, {500, 7, 0}, Young},
-        {"youngest over both", {7, 7, 6}, 2, {}, 0, 7, {7, 0, 0}, Background},
-
-        {"nothing known", {0, 0, 0}, None, {}, 0, 1, {1, 0, 0}, Background},
-        {"new, slot 1 free", {500, 0, 0}, None, {}, 1, 1, {500, 1, 0}, Young},
-        {"new, slot 1 taken", {500, 7, 0}, None, {}, 2, 1, {500, 7, 1}, Young},
-        {"new over one as new", {500, 1, 0}, None, {}, 1, 1, {500, 1, 0}, Young},
-        {"new over one as new, and slot 2", {500, 1, 1}, None, {}, 1, 1, {500, 1, 0}, Young},
-        {"new over a new background", {1, 0, 0}, None, {}, 0, 1, {1, 0, 0}, Background},
-        {"new and frozen", {500, 7, 0}, None, {false, true}, 2, 1, {500, 7, 1}, Young},
-
-        {"reset, background", {500, 0, 0}, 0, {true, false}, 0, 1, {1, 0, 0}, Background},
-        {"reset, young", {500, 90, 3}, 1, {true, false}, 0, 1, {1, 0, 0}, Background},
-        {"reset, youngest", {500, 90, 3}, 2, {true, true}, 0, 1, {1, 0, 0}, Background},
-        {"reset, nothing known", {500, 90, 0}, None, {true, false}, 0, 1, {1, 0, 0}, Background},
-    };
-    for (Case const& c : cases) {
-        SCOPED_TRACE(c.what);
-        CellModel cell = CellOfAges(c.ages);
-        Match const match = MatchOf(cell, c.matched);
-        Placement const placement = Place(cell, match, c.commands, Defaults);
-        EXPECT_EQ(placement.slot, c.slot);
-        EXPECT_EQ(placement.count, c.count);
-        EXPECT_EQ(placement.relearn, c.commands.reset || c.matched == None);
-        ClearYounger(cell, placement);
-        Learn(cell, placement, match, {5, 6, 7}, c.commands, Defaults);
-        for (std::size_t slot = 0; slot < SlotCount; ++slot) {
-            EXPECT_EQ(cell.slots[slot].count, c.agesAfter[slot]) << "slot " << slot;
-            bool const wasCleared =
-                c.agesAfter[slot] == 0 && c.ages[slot] != 0 && static_cast<int>(slot) != c.slot;
-            if (wasCleared) {
-                for (FeatureModel const& feature : cell.slots[slot].features) {
-                    EXPECT_EQ(feature.stdDev, 0);
-                    EXPECT_EQ(feature.mean, 10000 * (slot + 1)) << "clearing leaves the mean";
-                }
-            }
-        }
-        EXPECT_EQ(Report(placement, Defaults), c.output);
     }
 }
 

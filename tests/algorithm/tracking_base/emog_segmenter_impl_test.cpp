@@ -272,18 +272,6 @@ TEST(EmogSegmenterImpl, KeepsTheBlockWhenOnlyTheShapeChanges) {
     EXPECT_EQ(impl.blobState.data(), nullptr);
 }
 
-TEST(EmogSegmenterImpl, ResetReleasesTheModel) {
-    EmogSegmenter::Impl impl;
-    impl.ResizeBlobState({32, 24});
-    impl.frameCount = 9;
-    impl.Reset();
-    EXPECT_EQ(impl.blobState.data(), nullptr);
-    EXPECT_EQ(impl.blobState.rows(), 0);
-    EXPECT_EQ(impl.blobState.cols(), 0);
-    EXPECT_EQ(impl.blobStateSize, (geometry::Dimension<unsigned int, 2>{0, 0}));
-    EXPECT_EQ(impl.frameCount, 0U);
-}
-
 TEST(EmogSegmenterImpl, IsAsAfterResetWhenTheModelCannotBeAllocated) {
     Picture const picture(64, 48, 0, 10);
     Pair pair;

@@ -120,16 +120,6 @@ TEST_F(EmogSegmenterTest, KeepsTheThresholdFactorAcrossReset) {
     ExpectForeground(visitor, Everything, Nothing);
 }
 
-TEST_F(EmogSegmenterTest, AbandonedObjectSwitchChangesNoOutput) {
-    EmogSegmenter switched;
-    switched.EnableAbandonedObject(true);
-    test::Scene scene(64, 32, 0, 1);
-    for (int i = 0; i < 60; ++i) {
-        Picture const& picture = scene.Next();
-        EXPECT_EQ(Process(segmenter, picture), Process(switched, picture));
-    }
-}
-
 TEST_F(EmogSegmenterTest, HoldsAVisitorApartUntilItIsAbsorbed) {
     Establish();
     for (int presence = 1; presence <= 980; ++presence) {

@@ -236,33 +236,6 @@ TEST(SmogSampling, CountsEveryComponentAsPlainCodeDoes) {
     }
 }
 
-TEST(SmogSampling, RefusesIntegralImagesOfMoreThan65535CountsUnlessNv12) {
-    BitMask const mask = Mask(256, 256, ~0U);
-    for (ColourFormat const format : test::ColourFormats) {
-        ColourPicture const picture(format, 512, 512);
-        for (Rectangle<int> const& area : std::initializer_list<Rectangle<int>>{
-                 {0, 0, 255, 256}, {0, 0, 255, 255}, {1, 1, 255, 256}}) {
-            auto const compute = [&] {
-                return VisitColourFormat(format, [&]<ColourFormat Format>() {
-                    return detail::ComputeIntegralImages<Format>({}, area, mask, picture.View());
-                });
-            };
-            bool const isSmall = area.left == 1;
-            if (isSmall || format == ColourFormat::Nv12) {
-                EXPECT_EQ(compute().maskCounts.back(),
-                          (area.right - area.left) * (area.bottom - area.top));
-                continue;
-            }
-            try {
-                compute();
-                FAIL() << "accepted";
-            } catch (std::invalid_argument const& error) {
-                EXPECT_STREQ(error.what(), "Search rectangle is too large");
-            }
-        }
-    }
-}
-
 TEST(SmogSampling, CountsAnNv12AreaModulo65536) {
     ColourPicture const picture(ColourFormat::Nv12, 600, 600);
     IntegralImages const images = detail::ComputeIntegralImages<ColourFormat::Nv12>(

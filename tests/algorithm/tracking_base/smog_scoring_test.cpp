@@ -207,6 +207,14 @@ TEST(SmogScoring, RefusesASearchThatItCannotMake) {
              {"tall", ColourFormat::Rgb, full, all, {5, 5}, {5, 32767.99F}, ""},
              {"a negative height", ColourFormat::Rgb, full, all, {5, 5}, {5, -0.5F}, negative},
              {"no size at all", ColourFormat::Rgb, full, all, {5, 5}, {0, 0}, ""},
+             {"65535 counts", ColourFormat::Yuv, full, {0, 0, 254, 256}, {9, 9}, {253, 255}, ""},
+             {"one row more",
+              ColourFormat::Bgr,
+              full,
+              {0, 0, 255, 255},
+              {9, 9},
+              {254, 254},
+              tooLarge},
              {"a large area", ColourFormat::Rgb, full, all, {150, 150}, {150, 150}, tooLarge},
              {"a large area of Nv12", ColourFormat::Nv12, full, all, {150, 150}, {150, 150}, ""}}) {
         SCOPED_TRACE(c.what);

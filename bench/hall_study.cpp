@@ -1,5 +1,5 @@
-// hall_study [SCENES]: how well people are followed through made-up halls of four kinds, SCENES of
-// each. A guard against tuning to one clip, and the judge of what each step gains.
+// kes_hall_study [SCENES]: how well people are followed through made-up halls of four kinds, SCENES
+// of each. A guard against tuning to one clip, and the judge of what each step gains.
 
 #include <algorithm>
 #include <cmath>
