@@ -151,11 +151,11 @@ private:
         history.TakeArrays(from);
         byRow = from.Take<float>(rows * paddedColumns);
         byColumn = from.Take<float>(columns * paddedRows);
-        rise = from.Take<float>(paddedRows);
+        rise = from.TakeZeroed<float>(paddedRows);
         savedRise = from.Take<float>(paddedRows);
-        fall = from.Take<float>(paddedColumns);
-        savedFall = from.Take<float>(paddedColumns);
-        takenMask = from.Take<float>(paddedColumns);
+        fall = from.TakeZeroed<float>(paddedColumns);
+        savedFall = from.TakeZeroed<float>(paddedColumns);
+        takenMask = from.TakeZeroed<float>(paddedColumns);
         scratch = from.Take<float>(paddedColumns);
         for (RowBounds* bounds : {&free, &now}) {
             bounds->least = from.Take<float>(paddedRows);
@@ -165,8 +165,8 @@ private:
         starOfRow = from.Take<std::uint32_t>(rows);
         starOfColumn = from.Take<std::uint32_t>(columns);
         primeOfRow = from.Take<std::uint32_t>(rows);
-        knownCells = from.Take<Known>(rows * KnownPerRow);
-        knownFree = from.Take<Known>(rows);
+        knownCells = from.TakeZeroed<Known>(rows * KnownPerRow);
+        knownFree = from.TakeZeroed<Known>(rows);
     }
 
     void Load(float const* costs) {

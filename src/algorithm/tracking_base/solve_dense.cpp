@@ -128,13 +128,13 @@ private:
 
     void TakeArrays(Workspace& from) {
         cells = from.Take<float>(columns * PaddedRows());
-        coveredMask = from.Take<float>(PaddedRows());
-        zerosOfRow = from.Take<std::uint64_t>(rows * columnWords);
-        zerosOfColumn = from.Take<std::uint64_t>(columns * RowWords());
-        freeColumns = from.Take<std::uint64_t>(columnWords);
-        allColumns = from.Take<std::uint64_t>(columnWords);
+        coveredMask = from.TakeZeroed<float>(PaddedRows());
+        zerosOfRow = from.TakeZeroed<std::uint64_t>(rows * columnWords);
+        zerosOfColumn = from.TakeZeroed<std::uint64_t>(columns * RowWords());
+        freeColumns = from.TakeZeroed<std::uint64_t>(columnWords);
+        allColumns = from.TakeZeroed<std::uint64_t>(columnWords);
         uncoveredColumns = from.Take<std::uint64_t>(columnWords);
-        uncoveredRows = from.Take<std::uint64_t>(RowWords());
+        uncoveredRows = from.TakeZeroed<std::uint64_t>(RowWords());
         rowsWithZero = from.Take<std::uint64_t>(RowWords());
         starOfRow = from.Take<std::uint32_t>(rows);
         starOfColumn = from.Take<std::uint32_t>(columns);
@@ -290,8 +290,9 @@ private:
         }
     }
 
+    // A function of its own, or else g++ keeps half of its loops' variables in memory.
     template <bool CanOverflow>
-    void MoveInColumns(float minimum) {
+    HWY_NOINLINE void MoveInColumns(float minimum) {
         Floats const d;
         auto const added = hn::Set(d, minimum);
         std::fill(rowsWithZero, rowsWithZero + RowWords(), 0);

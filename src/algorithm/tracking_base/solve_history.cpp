@@ -28,8 +28,8 @@ MoveHistory::MoveHistory(std::size_t rows, std::size_t columns)
 
 void MoveHistory::TakeArrays(Workspace& workspace) {
     moves = workspace.Take<float>(wordsPerLine * MovesPerWord);
-    covered = workspace.Take<std::uint64_t>(rows * wordsPerLine);
-    uncovered = workspace.Take<std::uint64_t>(columns * wordsPerLine);
+    covered = workspace.TakeZeroed<std::uint64_t>(rows * wordsPerLine);
+    uncovered = workspace.TakeZeroed<std::uint64_t>(columns * wordsPerLine);
     freedomEnd = workspace.Take<std::size_t>(columns);
     uncoveredSince = workspace.Take<std::size_t>(columns);
     coveredRows = workspace.Take<Change>(std::min(rows, columns));

@@ -1,26 +1,24 @@
 // One block of memory for the many arrays of a solver.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace kes::algorithm::tracking_base::hungarian {
 
-// Hands out zeroed arrays, each aligned for any vector. Take all arrays twice: first from an empty
+// Hands out arrays, each aligned for any vector. Take all arrays twice: first from an empty
 // workspace, which only measures, then from one of that size.
 class Workspace {
 public:
     Workspace() = default;
-    explicit Workspace(std::size_t bytes) : memory(bytes + Alignment) {
-        auto const address = reinterpret_cast<std::uintptr_t>(memory.data());
-        base = memory.data() + (Alignment - address % Alignment) % Alignment;
+    explicit Workspace(std::size_t bytes) : memory(new std::byte[SizeFor(bytes)]) {
+        auto const address = reinterpret_cast<std::uintptr_t>(memory.get());
+        base = memory.get() + (Alignment - address % Alignment) % Alignment;
     }
 
-    // Moved, not copied: a copy's arrays would lie in the memory of the original.
-    Workspace(Workspace&&) = default;
-    Workspace& operator=(Workspace&&) = default;
-
+    // Its elements are yet to be written.
     template <class T>
     T* Take(std::size_t count) {
         std::size_t const offset = used;
@@ -28,12 +26,29 @@ public:
         return base == nullptr ? nullptr : reinterpret_cast<T*>(base + offset);
     }
 
+    template <class T>
+    T* TakeZeroed(std::size_t count) {
+        T* const array = Take<T>(count);
+        if (array != nullptr) std::fill_n(array, count, T{});
+        return array;
+    }
+
     std::size_t Used() const { return used; }
 
 private:
     static constexpr std::size_t Alignment = 64;
 
-    std::vector<std::byte> memory;
+    // The C library gives memory back to the system whenever 128 KiB at the heap's end are free,
+    // and gets it again page by page: up to a third of the time of 100 x 100 costs. It stops doing
+    // so when it has seen a single block of more than that come and go. What is not used of this
+    // one is never touched.
+    static std::size_t SizeFor(std::size_t bytes) {
+        constexpr std::size_t Few = std::size_t{32} << 10;
+        constexpr std::size_t Many = std::size_t{160} << 10;
+        return bytes <= Few ? bytes + Alignment : std::max(bytes + Alignment, Many);
+    }
+
+    std::unique_ptr<std::byte[]> memory;
     std::byte* base = nullptr;
     std::size_t used = 0;
 };
