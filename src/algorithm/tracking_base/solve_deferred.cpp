@@ -53,6 +53,9 @@
 // - the minimum is the least of all rows once the row that holds it is settled, as no other row can
 //   be below its own bound.
 //
+// No value is replayed before a bound has shown that it may matter: a row whose column has been
+// taken gets a new bound first, and is settled only if that is still the least.
+//
 // When a column is uncovered, its bounds are merged into the rows'. Free columns (without a star)
 // are never covered, so all of them have the same fall and within a row their values are always
 // ordered like their costs: each row remembers the least of these costs, its first column, and the
@@ -327,8 +330,10 @@ private:
     }
 
     bool HoldsZero(std::size_t row) {
-        Settle(row);
-        return now.least[row] == 0;
+        while (now.least[row] <= 0) {
+            if (Settle(row)) return now.least[row] == 0;
+        }
+        return false;
     }
 
     float LeastOfAll() {
@@ -337,39 +342,48 @@ private:
             if (bound == Infinity) return bound;
             std::size_t const row = FirstAtMost(now.least, 0, paddedRows, bound);
             assert(row != NotFound);
-            if (Settle(row)) return bound;
+            if (Settle(row) && now.least[row] == bound) return bound;
         }
     }
 
-    // Settles a row and returns whether its least is what it was.
+    // Settles a row and returns true, or only finds a greater bound for it and returns false: often
+    // another row's is less then, and no value of this one is needed.
     bool Settle(std::size_t row) {
-        float const bound = now.least[row];
-        bool isKnown = now.column[row] != Stale;
-        if (!isKnown) {
-            bool const isTie = FindNextFreeTie(row);
-            if (!isTie) LookForFreeLeast(row);
-            isKnown = free.least[row] < Infinity && (isTie || history.UncoveredColumns().empty());
-            if (isKnown) {
-                now.least[row] = (free.least[row] + rise[row]) * Shrink() - freeFall;
-                // With a tie, what follows stays as it was, columns of this phase included.
-                if (!isTie) now.second[row] = (free.second[row] + rise[row]) * Shrink() - freeFall;
-                now.column[row] = free.column[row];
-            }
+        if (now.column[row] == Stale) {
+            float const bound = now.least[row];
+            Refresh(row);
+            if (now.least[row] > bound) return false;
         }
-        if (isKnown && (now.column[row] & ExactFlag) == 0) {
+        if ((now.column[row] & ExactFlag) == 0) {
             now.least[row] = Value(row, LeastColumn(row));
             now.column[row] |= ExactFlag;
         }
-        if (!isKnown) {
-            LookAt(row);
-        } else if (!(now.least[row] < now.second[row])) {
+        if (!(now.least[row] < now.second[row])) {
             if (now.least[row] == 0) {
                 LookForEarlierZero(row);
             } else {
                 LookAt(row);
             }
         }
-        return now.least[row] == bound;
+        return true;
+    }
+
+    // Bounds for a row whose least was that of a column that has been taken since.
+    void Refresh(std::size_t row) {
+        bool const isTie = FindNextFreeTie(row);
+        if (!isTie) LookForFreeLeast(row);
+        if (free.least[row] < Infinity && (isTie || history.UncoveredColumns().empty())) {
+            now.least[row] = (free.least[row] + rise[row]) * Shrink() - freeFall;
+            // With a tie, what follows stays as it was, columns of this phase included.
+            if (!isTie) now.second[row] = (free.second[row] + rise[row]) * Shrink() - freeFall;
+            now.column[row] = free.column[row];
+            return;
+        }
+        LeastBound const bound =
+            FindLeastBound(byRow + row * paddedColumns, rise[row], Shrink(), fall, paddedColumns);
+        now.least[row] = bound.least;
+        now.second[row] = bound.others;
+        now.column[row] = bound.index;
     }
 
     // Of a row whose least is 0: the first such column counts, and nothing else is asked of it.

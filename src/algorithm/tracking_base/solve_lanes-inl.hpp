@@ -152,6 +152,41 @@ HWY_INLINE float BoundRow(float const* costs, float rise, float shrink, float co
     return LeastLane(least);
 }
 
+struct LeastBound {
+    float least;
+    float others;  // the least of all others, which may be the same
+    std::int32_t index;
+};
+
+// Of the bounds of BoundRow.
+HWY_INLINE LeastBound FindLeastBound(float const* costs, float rise, float shrink,
+                                     float const* fall, std::size_t count) {
+    Floats const d;
+    Integers const di;
+    auto const factor = hn::Set(d, shrink);
+    auto const added = hn::Set(d, rise);
+    auto least = hn::Set(d, std::numeric_limits<float>::infinity());
+    auto others = least;
+    auto index = hn::Zero(di);
+    auto here = hn::Iota(di, 0);
+    auto const step = hn::Set(di, static_cast<std::int32_t>(hn::Lanes(d)));
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        auto const raised = hn::Add(hn::Load(d, costs + i), added);
+        auto const bound = hn::Sub(hn::Mul(raised, factor), hn::Load(d, fall + i));
+        index = hn::IfThenElse(hn::RebindMask(di, hn::Lt(bound, least)), here, index);
+        others = hn::Min(others, hn::Max(bound, least));
+        least = hn::Min(least, bound);
+        here = hn::Add(here, step);
+    }
+    float const leastOfAll = LeastLane(least);
+    std::intptr_t const lane = hn::FindFirstTrue(d, hn::Eq(least, hn::Set(d, leastOfAll)));
+    auto const isThisLane = hn::Eq(hn::Iota(di, 0), hn::Set(di, static_cast<std::int32_t>(lane)));
+    HWY_ALIGN std::int32_t indices[LaneMultiple];
+    hn::Store(index, di, indices);
+    return {leastOfAll, LeastLane(hn::IfThenElse(hn::RebindMask(d, isThisLane), others, least)),
+            indices[lane]};
+}
+
 // The first index from `from` on whose bound, as in BoundRow, is at most 0.
 HWY_INLINE std::size_t FirstBoundAtMostZero(float const* costs, float rise, float shrink,
                                             float const* fall, std::size_t from,
