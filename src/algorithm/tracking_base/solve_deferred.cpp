@@ -102,6 +102,7 @@ public:
         std::fill(primeOfRow, primeOfRow + rows, None);
         Load(costs);
         FindUnit();
+        SetShrink();
     }
 
     // False where sums could come near the largest float, or where keeping all cells up to date
@@ -222,7 +223,7 @@ private:
     }
 
     Outcome Augment() {
-        StartRows(free, rise, Shrink(), freeFall, paddedRows, now);
+        StartRows(free, rise, shrink, freeFall, paddedRows, now);
         std::size_t row = FirstAtMost(now.least, 0, paddedRows, 0);
         for (;;) {
             while (row != NotFound && !HoldsZero(row)) {
@@ -252,6 +253,7 @@ private:
         if (static_cast<double>(largest) + total > Forbidden / 4) return false;
         if (static_cast<double>(largest) + total >= 0x1p24 * unit) isExact = false;
         history.Append(move);
+        SetShrink();
         AddToAll(move, paddedColumns, fall);
         freeFall += move;
         return true;
@@ -267,7 +269,7 @@ private:
         history.UncoverColumn(column);
         fall[column] = savedFall[column];
         return MergeColumn(static_cast<std::int32_t>(column), byColumn + column * paddedRows, rise,
-                           Shrink(), fall[column], paddedRows, now);
+                           shrink, fall[column], paddedRows, now);
     }
 
     // From the primed zero of a row without a star: a star in the prime's column gives way to the
@@ -321,8 +323,9 @@ private:
         return true;
     }
 
-    float Shrink() const {
-        return isExact ? 1 : 1 - (5.5F * static_cast<float>(history.Size()) + 16) * 0x1p-24F;
+    // To be set whenever the history's size changes or the arithmetic ceases to be exact.
+    void SetShrink() {
+        shrink = isExact ? 1 : 1 - (5.5F * static_cast<float>(history.Size()) + 16) * 0x1p-24F;
     }
 
     std::uint32_t LeastColumn(std::size_t row) const {
@@ -338,10 +341,8 @@ private:
 
     float LeastOfAll() {
         for (;;) {
-            float const bound = Least(now.least, paddedRows);
+            auto const [bound, row] = FindLeast(now.least, paddedRows);
             if (bound == Infinity) return bound;
-            std::size_t const row = FirstAtMost(now.least, 0, paddedRows, bound);
-            assert(row != NotFound);
             if (Settle(row) && now.least[row] == bound) return bound;
         }
     }
@@ -373,14 +374,14 @@ private:
         bool const isTie = FindNextFreeTie(row);
         if (!isTie) LookForFreeLeast(row);
         if (free.least[row] < Infinity && (isTie || history.UncoveredColumns().empty())) {
-            now.least[row] = (free.least[row] + rise[row]) * Shrink() - freeFall;
+            now.least[row] = (free.least[row] + rise[row]) * shrink - freeFall;
             // With a tie, what follows stays as it was, columns of this phase included.
-            if (!isTie) now.second[row] = (free.second[row] + rise[row]) * Shrink() - freeFall;
+            if (!isTie) now.second[row] = (free.second[row] + rise[row]) * shrink - freeFall;
             now.column[row] = free.column[row];
             return;
         }
         LeastBound const bound =
-            FindLeastBound(byRow + row * paddedColumns, rise[row], Shrink(), fall, paddedColumns);
+            FindLeastBound(byRow + row * paddedColumns, rise[row], shrink, fall, paddedColumns);
         now.least[row] = bound.least;
         now.second[row] = bound.others;
         now.column[row] = bound.index;
@@ -390,7 +391,7 @@ private:
     void LookForEarlierZero(std::size_t row) {
         std::uint32_t const column = LeastColumn(row);
         for (std::size_t other = 0;; ++other) {
-            other = FirstBoundAtMostZero(byRow + row * paddedColumns, rise[row], Shrink(), fall,
+            other = FirstBoundAtMostZero(byRow + row * paddedColumns, rise[row], shrink, fall,
                                          other, paddedColumns);
             if (other >= column) return;
             if (Value(row, other) == 0) {
@@ -402,8 +403,8 @@ private:
 
     // Settles a row by the bounds of all its cells.
     void LookAt(std::size_t row) {
-        float const bound = BoundRow(byRow + row * paddedColumns, rise[row], Shrink(), fall,
-                                     paddedColumns, scratch);
+        float const bound =
+            BoundRow(byRow + row * paddedColumns, rise[row], shrink, fall, paddedColumns, scratch);
         if (bound == Infinity) {
             now.least[row] = now.second[row] = Infinity;
             return;
@@ -475,6 +476,7 @@ private:
         }
         Transpose(byRow, rows, columns, paddedColumns, paddedRows, byColumn);
         history.Clear();
+        SetShrink();
         std::fill(rise, rise + rows, 0.0F);
         std::fill(savedFall, savedFall + columns, 0.0F);
         freeFall = 0;
@@ -525,7 +527,8 @@ private:
     float unit = 0;        // all costs are multiples of it
     bool isExact = false;  // and no sum needs rounding
     double total = 0;      // of all moves
-    float freeFall = 0;    // the fall of every free column
+    float shrink = 1;
+    float freeFall = 0;  // the fall of every free column
     std::size_t replayed = 0;
     MoveHistory history;
     Workspace workspace;

@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <type_traits>
 
 #include "algorithm/tracking_base/solve_workspace.hpp"
 
@@ -42,14 +41,6 @@ void ToggleBit(std::uint64_t* words, std::size_t bit) {
 
 std::size_t FirstBit(std::uint64_t word) {
     return static_cast<std::size_t>(std::countr_zero(word));
-}
-
-// A bit for each lane, the first in the least significant.
-HWY_INLINE std::uint64_t BitsOf(hn::Mask<Floats> mask) {
-    // As wide as what is stored: a wider load would wait for the store to reach memory.
-    std::conditional_t<(hn::MaxLanes(Floats()) > 8), std::uint16_t, std::uint8_t> bits = 0;
-    hn::StoreMaskBits(Floats(), mask, reinterpret_cast<std::uint8_t*>(&bits));
-    return bits;
 }
 
 // A forbidden value that arithmetic arrives at is as untouchable as one from the start. Inside it

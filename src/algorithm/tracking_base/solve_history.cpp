@@ -13,6 +13,9 @@ std::uint64_t FirstBits(std::size_t count) {
     return count >= MovesPerWord ? ~std::uint64_t{0} : (std::uint64_t{1} << count) - 1;
 }
 
+// The bits for move `move` and after in the word that holds it.
+std::uint64_t BitsFrom(std::size_t move) { return ~std::uint64_t{0} << move % MovesPerWord; }
+
 // The bits of a word that starts at move `start` and stand for moves before `end`.
 std::uint64_t BitsBefore(std::size_t start, std::size_t end) {
     return end <= start ? 0 : FirstBits(end - start);
@@ -59,25 +62,34 @@ float MoveHistory::Replay(float value, std::size_t from, std::size_t row,
                           std::size_t column) const {
     // A zero stays zero until its row and its column are both covered.
     if (value == 0) from = FirstRise(from, row, column);
-    for (std::size_t word = from / MovesPerWord; word * MovesPerWord < phaseStart; ++word) {
-        std::size_t const start = word * MovesPerWord;
-        float const* const amounts = moves + start;
-        std::uint64_t const these = BitsBefore(start, phaseStart) & ~BitsBefore(start, from);
-        std::uint64_t const adds = CoveredBits(row, word) & these;
-        std::uint64_t const subtracts = UncoveredBits(column, word) & these;
-        if (adds == 0) {
-            for (std::uint64_t left = subtracts; left != 0; left &= left - 1) {
-                value -= amounts[std::countr_zero(left)];
+    std::size_t const freeUntil = freedomEnd[column];
+    if (from < phaseStart) {
+        std::uint64_t const* const rises = covered + row * wordsPerLine;
+        std::uint64_t const* const falls = uncovered + column * wordsPerLine;
+        std::uint64_t these = BitsFrom(from);
+        bool isLast = false;
+        for (std::size_t word = from / MovesPerWord; !isLast; ++word) {
+            std::size_t const start = word * MovesPerWord;
+            isLast = phaseStart <= start + MovesPerWord;
+            if (isLast) these &= BitsBefore(start, phaseStart);
+            float const* const amounts = moves + start;
+            std::uint64_t const adds = rises[word] & these;
+            std::uint64_t const subtracts = (falls[word] | BitsBefore(start, freeUntil)) & these;
+            these = BitsFrom(0);
+            if (adds == 0) {
+                for (std::uint64_t left = subtracts; left != 0; left &= left - 1) {
+                    value -= amounts[std::countr_zero(left)];
+                }
+                continue;
             }
-            continue;
-        }
-        for (std::uint64_t left = adds | subtracts; left != 0; left &= left - 1) {
-            auto const move = std::countr_zero(left);
-            value += (adds >> move & 1) != 0 ? amounts[move] : 0;
-            value -= (subtracts >> move & 1) != 0 ? amounts[move] : 0;
+            for (std::uint64_t left = adds | subtracts; left != 0; left &= left - 1) {
+                auto const move = std::countr_zero(left);
+                value += (adds >> move & 1) != 0 ? amounts[move] : 0;
+                value -= (subtracts >> move & 1) != 0 ? amounts[move] : 0;
+            }
         }
     }
-    std::size_t const since = freedomEnd[column] == Never ? phaseStart : uncoveredSince[column];
+    std::size_t const since = freeUntil == Never ? phaseStart : uncoveredSince[column];
     for (std::size_t move = std::max(from, since); move < size; ++move) value -= moves[move];
     return value;
 }
@@ -93,19 +105,24 @@ std::uint64_t MoveHistory::UncoveredBits(std::size_t column, std::size_t word) c
 
 // The first move from `from` on, but not of this phase, that found both lines covered.
 std::size_t MoveHistory::FirstRise(std::size_t from, std::size_t row, std::size_t column) const {
+    if (from >= phaseStart) return from;
+    std::uint64_t const* const rises = covered + row * wordsPerLine;
+    std::uint64_t these = BitsFrom(from);
     for (std::size_t word = from / MovesPerWord; word * MovesPerWord < phaseStart; ++word) {
-        std::size_t const start = word * MovesPerWord;
-        std::uint64_t const rises = CoveredBits(row, word) & ~UncoveredBits(column, word) &
-                                    BitsBefore(start, phaseStart) & ~BitsBefore(start, from);
-        if (rises != 0) return start + static_cast<std::size_t>(std::countr_zero(rises));
+        std::uint64_t const found = rises[word] & ~UncoveredBits(column, word) & these;
+        if (found != 0) {
+            return word * MovesPerWord + static_cast<std::size_t>(std::countr_zero(found));
+        }
+        these = BitsFrom(0);
     }
-    return std::max(from, phaseStart);
+    return phaseStart;
 }
 
 void MoveHistory::SetToEnd(std::uint64_t* words, std::size_t from) const {
+    std::uint64_t these = BitsFrom(from);
     for (std::size_t word = from / MovesPerWord; word * MovesPerWord < size; ++word) {
-        std::size_t const start = word * MovesPerWord;
-        words[word] |= BitsBefore(start, size) & ~BitsBefore(start, from);
+        words[word] |= these & BitsBefore(word * MovesPerWord, size);
+        these = BitsFrom(0);
     }
 }
 

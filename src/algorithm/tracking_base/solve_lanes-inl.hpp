@@ -9,9 +9,12 @@
 #define KES_SOLVE_LANES_INL
 #endif
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 #include <hwy/highway.h>
 
@@ -31,6 +34,33 @@ HWY_INLINE float LeastLane(hn::Vec<Floats> values) {
     float const least = hn::GetLane(hn::MinOfLanes(Floats(), values));
     return least < std::numeric_limits<float>::max() ? least
                                                      : std::numeric_limits<float>::infinity();
+}
+
+// A bit for each lane, the first in the least significant.
+HWY_INLINE std::uint64_t BitsOf(hn::Mask<Floats> mask) {
+    // As wide as what is stored: a wider load would wait for the store to reach memory.
+    std::conditional_t<(hn::MaxLanes(Floats()) > 8), std::uint16_t, std::uint8_t> bits = 0;
+    hn::StoreMaskBits(Floats(), mask, reinterpret_cast<std::uint8_t*>(&bits));
+    return bits;
+}
+
+// Takes a step for each vector of `count` elements. Returns the first element for which a step's
+// mask is true. Without a branch on where that is, which no processor foresees.
+template <class Step>
+HWY_INLINE std::size_t FirstOfSteps(std::size_t count, Step step) {
+    constexpr std::size_t WordBits = 64;
+    std::size_t first = NotFound;
+    for (std::size_t start = 0; start < count; start += WordBits) {
+        std::size_t const end = std::min(count, start + WordBits);
+        std::uint64_t bits = 0;
+        for (std::size_t i = start; i < end; i += hn::Lanes(Floats())) {
+            bits |= BitsOf(step(i)) << (i - start);
+        }
+        if (first == NotFound && bits != 0) {
+            first = start + static_cast<std::size_t>(std::countr_zero(bits));
+        }
+    }
+    return first;
 }
 
 // The first value from index `from` on that is at most `bound`.
@@ -72,13 +102,27 @@ HWY_INLINE void ReplaceAll(std::int32_t from, std::int32_t to, std::size_t count
     }
 }
 
-HWY_INLINE float Least(float const* values, std::size_t count) {
+struct Least {
+    float value;
+    std::size_t index;  // of one that holds it
+};
+
+HWY_INLINE Least FindLeast(float const* values, std::size_t count) {
     Floats const d;
+    Integers const di;
     auto least = hn::Load(d, values);
+    auto start = hn::Zero(di);
     for (std::size_t i = hn::Lanes(d); i < count; i += hn::Lanes(d)) {
-        least = hn::Min(least, hn::Load(d, values + i));
+        auto const value = hn::Load(d, values + i);
+        auto const isLess = hn::RebindMask(di, hn::Lt(value, least));
+        start = hn::IfThenElse(isLess, hn::Set(di, static_cast<std::int32_t>(i)), start);
+        least = hn::Min(least, value);
     }
-    return LeastLane(least);
+    float const value = LeastLane(least);
+    std::intptr_t const lane = hn::FindFirstTrue(d, hn::Eq(least, hn::Set(d, value)));
+    HWY_ALIGN std::int32_t starts[LaneMultiple];
+    hn::Store(start, di, starts);
+    return {value, static_cast<std::size_t>(starts[lane] + lane)};
 }
 
 // The least value greater than `bound`.
@@ -292,9 +336,7 @@ HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, floa
     auto const factor = hn::Set(d, shrink);
     auto const subtracted = hn::Set(d, fall);
     auto const name = hn::Set(di, column);
-    auto const zero = hn::Zero(d);
-    std::size_t first = NotFound;
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    return FirstOfSteps(count, [&](std::size_t i) {
         auto const raised = hn::Add(hn::Load(d, costs + i), hn::Load(d, rise + i));
         auto const bound = hn::Sub(hn::Mul(raised, factor), subtracted);
         auto least = hn::Load(d, rows.least + i);
@@ -305,30 +347,20 @@ HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, floa
         hn::Store(least, d, rows.least + i);
         auto const old = hn::Load(di, rows.column + i);
         hn::Store(hn::IfThenElse(hn::RebindMask(di, isLess), name, old), di, rows.column + i);
-        if (first == NotFound) {
-            std::intptr_t const lane = hn::FindFirstTrue(d, hn::Le(least, zero));
-            if (lane >= 0) first = i + static_cast<std::size_t>(lane);
-        }
-    }
-    return first;
+        return hn::Le(least, hn::Zero(d));
+    });
 }
 
 // Subtracts a move from the rows' bounds. Returns the first row whose least is then at most 0.
 HWY_INLINE std::size_t SubtractMove(float move, std::size_t count, RowBounds const& rows) {
     Floats const d;
     auto const amount = hn::Set(d, move);
-    auto const zero = hn::Zero(d);
-    std::size_t first = NotFound;
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    return FirstOfSteps(count, [&](std::size_t i) {
         auto const least = hn::Sub(hn::Load(d, rows.least + i), amount);
         hn::Store(least, d, rows.least + i);
         hn::Store(hn::Sub(hn::Load(d, rows.second + i), amount), d, rows.second + i);
-        if (first == NotFound) {
-            std::intptr_t const lane = hn::FindFirstTrue(d, hn::Le(least, zero));
-            if (lane >= 0) first = i + static_cast<std::size_t>(lane);
-        }
-    }
-    return first;
+        return hn::Le(least, hn::Zero(d));
+    });
 }
 
 }  // namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE
