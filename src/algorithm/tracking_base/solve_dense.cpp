@@ -35,12 +35,27 @@ void ClearBit(std::uint64_t* words, std::size_t bit) {
     words[bit / WordBits] &= ~(std::uint64_t{1} << bit % WordBits);
 }
 
-void ToggleBit(std::uint64_t* words, std::size_t bit) {
-    words[bit / WordBits] ^= std::uint64_t{1} << bit % WordBits;
-}
-
 std::size_t FirstBit(std::uint64_t word) {
     return static_cast<std::size_t>(std::countr_zero(word));
+}
+
+// For each bit that is set.
+template <class Visit>
+HWY_INLINE void VisitBits(std::uint64_t bits, std::size_t start, Visit visit) {
+    for (std::uint64_t left = bits; left != 0; left &= left - 1) visit(start + FirstBit(left));
+}
+
+// Which of the first up to 64 words have this bit, as bits. What follows them may be read.
+HWY_INLINE std::uint64_t WhereBitIsSet(std::uint64_t const* words, std::uint64_t bit,
+                                       std::size_t count) {
+    hn::RebindToUnsigned<hn::Repartition<std::int64_t, Floats>> const d;
+    std::uint64_t found = 0;
+    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+        std::uint8_t bits = 0;
+        hn::StoreMaskBits(d, hn::TestBit(hn::Load(d, words + i), hn::Set(d, bit)), &bits);
+        found |= std::uint64_t{bits} << i;
+    }
+    return found;
 }
 
 // A forbidden value that arithmetic arrives at is as untouchable as one from the start. Inside it
@@ -50,14 +65,14 @@ HWY_INLINE Vector ForbidLargest(Vector value) {
     return hn::IfThenElse(hn::Eq(value, hn::Set(d, Forbidden)), hn::Set(d, Infinity), value);
 }
 
-// Takes up to 64 cells of a column through a move: two roundings for a cell in a covered row and an
+// Takes cells of a column through a move: two roundings for a cell in a covered row and an
 // uncovered column. Returns a bit for each zero.
-template <bool CanOverflow>
-HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, std::size_t count,
-                                   Vector added, Vector subtracted) {
+template <std::size_t Count, bool CanOverflow>
+HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, Vector added,
+                                   Vector subtracted) {
     Floats const d;
     std::uint64_t zeros = 0;
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    for (std::size_t i = 0; i < Count; i += hn::Lanes(d)) {
         auto value = hn::Add(hn::Load(d, cells + i), hn::And(hn::Load(d, coveredMask + i), added));
         if constexpr (CanOverflow) value = ForbidLargest(value);
         value = hn::Sub(value, subtracted);
@@ -68,24 +83,13 @@ HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, std::
     return zeros;
 }
 
-// The lesser, lane by lane, of `least` and a column's cells in rows that are not covered.
-HWY_INLINE Vector LeastUncovered(Vector least, float const* cells, float const* coveredMask,
-                                 std::size_t count) {
-    Floats const d;
-    auto const infinity = hn::Set(d, Infinity);
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const isCovered = hn::MaskFromVec(hn::Load(d, coveredMask + i));
-        least = hn::Min(least, hn::IfThenElse(isCovered, infinity, hn::Load(d, cells + i)));
-    }
-    return least;
-}
-
-// FixedRows: a padded number of rows up to 64 that the compiler can unroll for, or 0 for any.
-template <std::size_t FixedRows>
+// Goes through the rows in groups of GroupRows, for which the compiler unrolls its loops. A group
+// has 64 rows unless there is only one; IsSmall: there is only one, and no more than 64 columns.
+template <std::size_t GroupRows, bool IsSmall>
 class Dense {
 public:
     Dense(float const* costs, float largest, std::size_t rows, std::size_t columns)
-        : rows(rows), columns(columns), columnWords(WordsFor(columns)), reach(largest) {
+        : rows(rows), columns(columns), reach(largest) {
         Workspace measure;
         TakeArrays(measure);
         workspace = Workspace(measure.Used());
@@ -95,7 +99,7 @@ public:
         std::fill(primeOfRow, primeOfRow + rows, None);
         for (std::size_t row = 0; row < rows; ++row) SetBit(uncoveredRows, row);
         for (std::size_t column = 0; column < columns; ++column) SetBit(allColumns, column);
-        std::copy(allColumns, allColumns + columnWords, freeColumns);
+        std::copy(allColumns, allColumns + ColumnWords(), freeColumns);
         Load(costs);
     }
 
@@ -112,21 +116,27 @@ public:
     }
 
 private:
-    std::size_t PaddedRows() const {
-        return FixedRows != 0 ? FixedRows : (rows + LaneMultiple - 1) / LaneMultiple * LaneMultiple;
+    std::size_t Groups() const { return IsSmall ? 1 : (rows + GroupRows - 1) / GroupRows; }
+    std::size_t ColumnWords() const { return IsSmall ? 1 : WordsFor(columns); }
+    std::size_t PaddedRows() const { return Groups() * GroupRows; }
+    std::size_t PaddedColumns() const { return ColumnWords() * WordBits; }
+
+    float* CellsOf(std::size_t group, std::size_t column) const {
+        return cells + (group * columns + column) * GroupRows;
     }
-    std::size_t RowWords() const { return FixedRows != 0 ? 1 : WordsFor(rows); }
+    std::uint64_t* ZerosOf(std::size_t group, std::size_t column) const {
+        return zeros + group * PaddedColumns() + column;
+    }
 
     void TakeArrays(Workspace& from) {
         cells = from.Take<float>(columns * PaddedRows());
         coveredMask = from.TakeZeroed<float>(PaddedRows());
-        zerosOfRow = from.TakeZeroed<std::uint64_t>(rows * columnWords);
-        zerosOfColumn = from.TakeZeroed<std::uint64_t>(columns * RowWords());
-        freeColumns = from.TakeZeroed<std::uint64_t>(columnWords);
-        allColumns = from.TakeZeroed<std::uint64_t>(columnWords);
-        uncoveredColumns = from.Take<std::uint64_t>(columnWords);
-        uncoveredRows = from.TakeZeroed<std::uint64_t>(RowWords());
-        rowsWithZero = from.Take<std::uint64_t>(RowWords());
+        zeros = from.TakeZeroed<std::uint64_t>(Groups() * PaddedColumns());
+        freeColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
+        allColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
+        uncoveredColumns = from.Take<std::uint64_t>(ColumnWords());
+        uncoveredRows = from.TakeZeroed<std::uint64_t>(Groups());
+        rowsWithZero = from.Take<std::uint64_t>(Groups());
         starOfRow = from.Take<std::uint32_t>(rows);
         starOfColumn = from.Take<std::uint32_t>(columns);
         primeOfRow = from.Take<std::uint32_t>(rows);
@@ -134,14 +144,20 @@ private:
     }
 
     void Load(float const* costs) {
-        for (std::size_t column = 0; column < columns; ++column) {
-            float* const cell = cells + column * PaddedRows();
-            for (std::size_t row = 0; row < rows; ++row) {
-                float const cost = costs[column * rows + row];
-                cell[row] = cost == Forbidden ? Infinity : cost;
+        auto const nothing = hn::Zero(Floats());
+        for (std::size_t group = 0; group < Groups(); ++group) {
+            std::size_t const start = group * GroupRows;
+            std::size_t const count = std::min(GroupRows, rows - start);
+            for (std::size_t column = 0; column < columns; ++column) {
+                float* const cell = CellsOf(group, column);
+                for (std::size_t i = 0; i < count; ++i) {
+                    float const cost = costs[column * rows + start + i];
+                    cell[i] = cost == Forbidden ? Infinity : cost;
+                }
+                std::fill(cell + count, cell + GroupRows, Infinity);
+                *ZerosOf(group, column) =
+                    MoveCells<GroupRows, false>(cell, coveredMask + start, nothing, nothing);
             }
-            std::fill(cell + rows, cell + PaddedRows(), Infinity);
-            MoveColumn<false>(column, hn::Zero(Floats()), hn::Zero(Floats()));
         }
     }
 
@@ -160,19 +176,21 @@ private:
 
     // The first column of the row's zeros that is among these, or `columns`.
     std::size_t FirstZero(std::size_t row, std::uint64_t const* among) const {
-        std::uint64_t const* const zeros = zerosOfRow + row * columnWords;
-        for (std::size_t word = 0; word < columnWords; ++word) {
-            std::uint64_t const found = zeros[word] & among[word];
-            if (found != 0) {
-                return word * WordBits + FirstBit(found);
-            }
+        std::uint64_t const* const zerosOfRows = ZerosOf(row / WordBits, 0);
+        std::uint64_t const rowBit = std::uint64_t{1} << row % WordBits;
+        for (std::size_t word = 0; word < ColumnWords(); ++word) {
+            std::size_t const start = word * WordBits;
+            std::uint64_t const found =
+                among[word] &
+                WhereBitIsSet(zerosOfRows + start, rowBit, std::min(WordBits, columns - start));
+            if (found != 0) return start + FirstBit(found);
         }
         return columns;
     }
 
     // Makes one more pair and returns true, or leaves the primes and returns false.
     bool Augment() {
-        std::copy(freeColumns, freeColumns + columnWords, uncoveredColumns);
+        std::copy(freeColumns, freeColumns + ColumnWords(), uncoveredColumns);
         FindRowsWithZero();
         for (;;) {
             std::size_t const row = FirstRowWithZero();
@@ -196,24 +214,20 @@ private:
     }
 
     void FindRowsWithZero() {
-        std::fill(rowsWithZero, rowsWithZero + RowWords(), 0);
-        for (std::size_t word = 0; word < columnWords; ++word) {
-            for (std::uint64_t left = uncoveredColumns[word]; left != 0; left &= left - 1) {
-                AddRowsWithZero(word * WordBits + FirstBit(left));
+        for (std::size_t group = 0; group < Groups(); ++group) {
+            std::uint64_t found = 0;
+            for (std::size_t word = 0; word < ColumnWords(); ++word) {
+                VisitBits(uncoveredColumns[word], word * WordBits,
+                          [&](std::size_t column) { found |= *ZerosOf(group, column); });
             }
-        }
-    }
-
-    void AddRowsWithZero(std::size_t column) {
-        for (std::size_t word = 0; word < RowWords(); ++word) {
-            rowsWithZero[word] |= zerosOfColumn[column * RowWords() + word] & uncoveredRows[word];
+            rowsWithZero[group] = found & uncoveredRows[group];
         }
     }
 
     std::size_t FirstRowWithZero() const {
-        for (std::size_t word = 0; word < RowWords(); ++word) {
-            if (rowsWithZero[word] != 0) {
-                return word * WordBits + FirstBit(rowsWithZero[word]);
+        for (std::size_t group = 0; group < Groups(); ++group) {
+            if (rowsWithZero[group] != 0) {
+                return group * WordBits + FirstBit(rowsWithZero[group]);
             }
         }
         return rows;
@@ -228,7 +242,9 @@ private:
 
     void UncoverColumn(std::size_t column) {
         SetBit(uncoveredColumns, column);
-        AddRowsWithZero(column);
+        for (std::size_t group = 0; group < Groups(); ++group) {
+            rowsWithZero[group] |= *ZerosOf(group, column) & uncoveredRows[group];
+        }
     }
 
     // From the primed zero of a row without a star: a star in the prime's column gives way to the
@@ -261,12 +277,24 @@ private:
     // The least value that is not covered, or infinity.
     float Minimum() const {
         Floats const d;
-        auto least = hn::Set(d, Infinity);
-        for (std::size_t word = 0; word < columnWords; ++word) {
-            for (std::uint64_t left = uncoveredColumns[word]; left != 0; left &= left - 1) {
-                std::size_t const column = word * WordBits + FirstBit(left);
-                least =
-                    LeastUncovered(least, cells + column * PaddedRows(), coveredMask, PaddedRows());
+        auto const infinity = hn::Set(d, Infinity);
+        auto least = infinity;
+        for (std::size_t group = 0; group < Groups(); ++group) {
+            // Each has its own, as each waits for the one before.
+            Vector ofRows[VectorsOfGroup];
+            std::fill(ofRows, ofRows + VectorsOfGroup, infinity);
+            for (std::size_t word = 0; word < ColumnWords(); ++word) {
+                VisitBits(uncoveredColumns[word], word * WordBits, [&](std::size_t column) {
+                    float const* const cell = CellsOf(group, column);
+                    for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+                        ofRows[i] = hn::Min(ofRows[i], hn::Load(d, cell + i * hn::Lanes(d)));
+                    }
+                });
+            }
+            for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+                float const* const mask = coveredMask + group * GroupRows + i * hn::Lanes(d);
+                auto const isCovered = hn::MaskFromVec(hn::Load(d, mask));
+                least = hn::Min(least, hn::IfThenElse(isCovered, infinity, ofRows[i]));
             }
         }
         return LeastLane(least);
@@ -286,46 +314,34 @@ private:
     HWY_NOINLINE void MoveInColumns(float minimum) {
         Floats const d;
         auto const added = hn::Set(d, minimum);
-        std::fill(rowsWithZero, rowsWithZero + RowWords(), 0);
-        for (std::size_t word = 0; word < columnWords; ++word) {
-            std::uint64_t const uncovered = uncoveredColumns[word];
-            for (std::uint64_t left = uncovered; left != 0; left &= left - 1) {
-                std::size_t const column = word * WordBits + FirstBit(left);
-                MoveColumn<CanOverflow>(column, added, added);
-                AddRowsWithZero(column);
+        for (std::size_t group = 0; group < Groups(); ++group) {
+            float const* const mask = coveredMask + group * GroupRows;
+            auto const move = [&](std::size_t column, Vector subtracted) {
+                return *ZerosOf(group, column) = MoveCells<GroupRows, CanOverflow>(
+                           CellsOf(group, column), mask, added, subtracted);
+            };
+            std::uint64_t found = 0;
+            for (std::size_t word = 0; word < ColumnWords(); ++word) {
+                std::uint64_t const uncovered = uncoveredColumns[word];
+                VisitBits(uncovered, word * WordBits,
+                          [&](std::size_t column) { found |= move(column, added); });
+                if (coveredCount == 0) continue;
+                VisitBits(allColumns[word] & ~uncovered, word * WordBits,
+                          [&](std::size_t column) { move(column, hn::Zero(d)); });
             }
-            if (coveredCount == 0) continue;
-            for (std::uint64_t left = allColumns[word] & ~uncovered; left != 0; left &= left - 1) {
-                std::size_t const column = word * WordBits + FirstBit(left);
-                MoveColumn<CanOverflow>(column, added, hn::Zero(d));
-            }
+            rowsWithZero[group] = found & uncoveredRows[group];
         }
     }
 
-    template <bool CanOverflow>
-    HWY_INLINE void MoveColumn(std::size_t column, Vector added, Vector subtracted) {
-        for (std::size_t word = 0; word < RowWords(); ++word) {
-            std::size_t const start = word * WordBits;
-            std::uint64_t const isZero =
-                MoveCells<CanOverflow>(cells + column * PaddedRows() + start, coveredMask + start,
-                                       std::min(WordBits, PaddedRows() - start), added, subtracted);
-            std::uint64_t& zeros = zerosOfColumn[column * RowWords() + word];
-            for (std::uint64_t left = isZero ^ zeros; left != 0; left &= left - 1) {
-                ToggleBit(zerosOfRow + (start + FirstBit(left)) * columnWords, column);
-            }
-            zeros = isZero;
-        }
-    }
+    static constexpr std::size_t VectorsOfGroup = GroupRows / hn::MaxLanes(Floats());
 
     std::size_t rows;
     std::size_t columns;
-    std::size_t columnWords;
     double reach;  // no finite cell is further from 0
     Workspace workspace;
-    float* cells;        // column after column
-    float* coveredMask;  // all bits of a covered row's element
-    std::uint64_t* zerosOfRow;
-    std::uint64_t* zerosOfColumn;
+    float* cells;                // column after column of a group, group after group
+    float* coveredMask;          // all bits of a covered row's element
+    std::uint64_t* zeros;        // likewise, a bit for each row
     std::uint64_t* freeColumns;  // those without a star
     std::uint64_t* allColumns;
     std::uint64_t* uncoveredColumns;
@@ -338,17 +354,22 @@ private:
     std::size_t coveredCount = 0;
 };
 
-template <std::size_t FixedRows>
+template <std::size_t GroupRows, bool IsSmall>
 void Run(float const* costs, float largest, std::size_t rows, std::size_t columns,
          std::uint8_t* marks) {
-    Dense<FixedRows> solver(costs, largest, rows, columns);
+    Dense<GroupRows, IsSmall> solver(costs, largest, rows, columns);
     solver.Run();
     solver.WriteMarks(marks);
 }
 
 void SolveDenseInLanes(float const* costs, float largest, std::size_t rows, std::size_t columns,
                        std::uint8_t* marks) {
-    auto const run = rows <= 16 ? Run<16> : rows <= 32 ? Run<32> : rows <= 64 ? Run<64> : Run<0>;
+    bool const isSmall = rows <= 64 && columns <= 64;
+    auto const run = !isSmall     ? (rows <= 16 ? Run<16, false> : Run<64, false>)
+                     : rows <= 16 ? Run<16, true>
+                     : rows <= 32 ? Run<32, true>
+                     : rows <= 48 ? Run<48, true>
+                                  : Run<64, true>;
     run(costs, largest, rows, columns, marks);
 }
 
