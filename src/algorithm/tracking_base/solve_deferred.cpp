@@ -65,8 +65,8 @@
 // rounds: shrink is 1 and a bound is the value.
 //
 // When replaying has cost more than bringing the whole matrix up to date would, that is done, and
-// the history starts again. So no matrix costs much more than one whose cells are all kept up to
-// date.
+// the history starts again. When it comes to more than keeping all cells up to date would have cost
+// so far, the dense solver is left to do that, unless the matrix is large.
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
@@ -111,13 +111,11 @@ public:
         std::size_t stars = StarZeros();
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
         for (; stars < rows; ++stars) {
-            bool const isSmall = rows * columns <= SmallForDense;
-            // A small matrix of ordinary costs comes to a third at most, and one that comes to half
-            // mostly comes to the whole.
-            bool const isCostly = replayed > CostOfRebasing() / (isSmall ? 2 : 1);
-            if (isCostly && isSmall) return false;
+            if (rows * columns <= MostForDense && earlierReplayed + replayed > CostOfDense()) {
+                return false;
+            }
             // A move uncovers a zero and so primes a row; all but the last prime's have stars.
-            if (isCostly || history.Room() < stars + 2) Rebase();
+            if (replayed > CostOfRebasing() || history.Room() < stars + 2) Rebase();
             switch (Augment()) {
                 case Outcome::Paired: break;
                 case Outcome::Exhausted: return true;
@@ -137,7 +135,7 @@ public:
 private:
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
     static constexpr std::size_t KnownPerRow = 8;
-    static constexpr std::size_t SmallForDense = 150 * 150;
+    static constexpr std::size_t MostForDense = 512 * 512;
     static constexpr std::int32_t ExactFlag = std::int32_t{1} << 30;
     static constexpr std::int32_t Stale = -1;  // in place of a column: the bound is some column's
 
@@ -459,7 +457,11 @@ private:
         return known.value;
     }
 
-    std::size_t CostOfRebasing() const { return rows * paddedColumns * (history.Size() + 32) / 8; }
+    // Counted in moves of one cell, as `replayed` is; the divisors are from measurements.
+    std::size_t CostOfRebasing() const { return rows * paddedColumns * (history.Size() + 32) / 32; }
+    std::size_t CostOfDense() const {
+        return rows * paddedColumns * (earlierMoves + history.Size() + 32) / 24;
+    }
 
     // Brings every cell up to date and forgets how.
     void Rebase() {
@@ -475,6 +477,8 @@ private:
             ReplayAll();
         }
         Transpose(byRow, rows, columns, paddedColumns, paddedRows, byColumn);
+        earlierMoves += history.Size();
+        earlierReplayed += replayed;
         history.Clear();
         SetShrink();
         std::fill(rise, rise + rows, 0.0F);
@@ -489,35 +493,61 @@ private:
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
     }
 
-    // A few columns at a time, so that what their moves subtract stays in the nearest cache.
+    // Some columns at a time, so that what their moves subtract stays in the nearest cache.
     void ReplayAll() {
-        std::vector<float> subtracted(MoveHistory::MovesPerWord * LaneMultiple);
-        std::vector<float> added(MoveHistory::MovesPerWord);
+        std::vector<float> subtracted(MoveHistory::MovesPerWord * ColumnsAtOnce);
         std::size_t const words =
             (history.Size() + MoveHistory::MovesPerWord - 1) / MoveHistory::MovesPerWord;
-        for (std::size_t first = 0; first < columns; first += LaneMultiple) {
+        for (std::size_t first = 0; first < columns; first += ColumnsAtOnce) {
             for (std::size_t word = 0; word < words; ++word) {
-                std::size_t const start = word * MoveHistory::MovesPerWord;
-                std::size_t const count =
-                    std::min(MoveHistory::MovesPerWord, history.Size() - start);
-                auto const amount = [&](std::uint64_t bits, std::size_t i) {
-                    return (bits >> i & 1) != 0 ? history[start + i] : 0;
-                };
-                for (std::size_t column = first; column < first + LaneMultiple; ++column) {
-                    auto const bits = column < columns ? history.UncoveredBits(column, word) : 0;
-                    for (std::size_t i = 0; i < count; ++i) {
-                        subtracted[i * LaneMultiple + column - first] = amount(bits, i);
-                    }
-                }
-                for (std::size_t row = 0; row < rows; ++row) {
-                    std::uint64_t const bits = history.CoveredBits(row, word);
-                    for (std::size_t i = 0; i < count; ++i) added[i] = amount(bits, i);
-                    ReplayMoves(added.data(), subtracted.data(), count,
-                                byRow + row * paddedColumns + first);
-                }
+                ReplayWord(word, first, subtracted.data());
             }
         }
     }
+
+    // Takes columns from the first on, up to ColumnsAtOnce, through the moves of a word.
+    void ReplayWord(std::size_t word, std::size_t first, float* subtracted) {
+        std::size_t const end = std::min(columns, first + ColumnsAtOnce);
+        for (std::size_t column = first; column < end; ++column) {
+            SpreadMoves(word, history.UncoveredBits(column, word), ColumnsAtOnce,
+                        subtracted + (column - first));
+        }
+        std::size_t row = 0;
+        for (; row + RowsAtOnce <= rows; row += RowsAtOnce) {
+            ReplayRows<RowsAtOnce>(word, row, first, end, subtracted);
+        }
+        for (; row < rows; ++row) ReplayRows<1>(word, row, first, end, subtracted);
+    }
+
+    template <std::size_t Count>
+    void ReplayRows(std::size_t word, std::size_t row, std::size_t first, std::size_t end,
+                    float const* subtracted) {
+        float added[MoveHistory::MovesPerWord * Count];
+        for (std::size_t i = 0; i < Count; ++i) {
+            SpreadMoves(word, history.CoveredBits(row + i, word), Count, added + i);
+        }
+        for (std::size_t column = first; column < end; column += LaneMultiple) {
+            ReplayMoves<Count>(added, subtracted + (column - first), ColumnsAtOnce, MovesOf(word),
+                               byRow + row * paddedColumns + column, paddedColumns);
+        }
+    }
+
+    std::size_t MovesOf(std::size_t word) const {
+        return std::min(MoveHistory::MovesPerWord,
+                        history.Size() - word * MoveHistory::MovesPerWord);
+    }
+
+    // The amounts of a word's moves, a stride apart, or 0 where a move's bit is not set.
+    void SpreadMoves(std::size_t word, std::uint64_t bits, std::size_t stride,
+                     float* amounts) const {
+        for (std::size_t i = 0; i < MovesOf(word); ++i) {
+            amounts[i * stride] =
+                (bits >> i & 1) != 0 ? history[word * MoveHistory::MovesPerWord + i] : 0;
+        }
+    }
+
+    static constexpr std::size_t ColumnsAtOnce = 128;
+    static constexpr std::size_t RowsAtOnce = 4;
 
     std::size_t rows;
     std::size_t columns;
@@ -528,8 +558,10 @@ private:
     bool isExact = false;  // and no sum needs rounding
     double total = 0;      // of all moves
     float shrink = 1;
-    float freeFall = 0;  // the fall of every free column
-    std::size_t replayed = 0;
+    float freeFall = 0;        // the fall of every free column
+    std::size_t replayed = 0;  // since the last rebasing
+    std::size_t earlierReplayed = 0;
+    std::size_t earlierMoves = 0;
     MoveHistory history;
     Workspace workspace;
     float* byRow;     // the costs, row after row

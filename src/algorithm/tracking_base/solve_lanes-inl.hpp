@@ -286,18 +286,29 @@ HWY_INLINE void Transpose(float const* from, std::size_t count, std::size_t leng
 #endif
 }
 
-// Takes LaneMultiple cells of a row through moves: each adds the same to all, then subtracts from
-// each its own.
-HWY_INLINE void ReplayMoves(float const* added, float const* subtracted, std::size_t moves,
-                            float* cells) {
+// Takes LaneMultiple cells of each of a few rows through moves: each adds its own to all of a row,
+// then subtracts from each column its own. `added` has the rows of a move side by side; other
+// numbers are strides. Rows are taken together because each step of one waits for the step before.
+template <std::size_t Rows>
+HWY_INLINE void ReplayMoves(float const* added, float const* subtracted,
+                            std::size_t subtractedStride, std::size_t moves, float* cells,
+                            std::size_t rowStride) {
     Floats const d;
     for (std::size_t i = 0; i < LaneMultiple; i += hn::Lanes(d)) {
-        auto value = hn::Load(d, cells + i);
-        for (std::size_t move = 0; move < moves; ++move) {
-            value = hn::Add(value, hn::Set(d, added[move]));
-            value = hn::Sub(value, hn::LoadU(d, subtracted + move * LaneMultiple + i));
+        hn::Vec<Floats> values[Rows];
+        for (std::size_t row = 0; row < Rows; ++row) {
+            values[row] = hn::Load(d, cells + row * rowStride + i);
         }
-        hn::Store(value, d, cells + i);
+        for (std::size_t move = 0; move < moves; ++move) {
+            auto const fall = hn::LoadU(d, subtracted + move * subtractedStride + i);
+            for (std::size_t row = 0; row < Rows; ++row) {
+                auto const rise = hn::Set(d, added[move * Rows + row]);
+                values[row] = hn::Sub(hn::Add(values[row], rise), fall);
+            }
+        }
+        for (std::size_t row = 0; row < Rows; ++row) {
+            hn::Store(values[row], d, cells + row * rowStride + i);
+        }
     }
 }
 
