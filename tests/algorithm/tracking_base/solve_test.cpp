@@ -168,8 +168,7 @@ TEST(Solve, MarksLargeMatricesLikeThePlainSteps) {
          {Case{"uniform", 200, 190}, Case{"tenths", 200, 190}, Case{"crowd", 200, 190},
           Case{"gated", 200, 190}, Case{"twenty orders of magnitude", 200, 190},
           Case{"row times column", 400, 60}, Case{"nearly equal", 30, 800},
-          Case{"sum of row and column, shaken", 152, 150},
-          Case{"sum of row and column, shaken", 60, 400}}) {
+          Case{"row times column", 150, 200}, Case{"sum of row and column, shaken", 152, 150}}) {
         SCOPED_TRACE(testing::Message() << c.kind << ", " << c.rows << " x " << c.columns);
         Costs const costs = kes::test::CostKindNamed(c.kind).make(c.rows, c.columns, random);
         EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
