@@ -45,10 +45,6 @@ struct RunOptions {
     bool isQuiet = false;
 };
 
-double Seconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 // How one input ended.
 struct Outcome {
     run::StreamReport report;
@@ -301,14 +297,11 @@ void AddOutputs(CLI::App& app, RunOptions& options) {
 }
 
 void AddTracking(CLI::App& app, RunOptions& options) {
-    constexpr char const* Time = "a time such as 5s, 500ms or 1m30s";
     constexpr char const* Group = "Objects";
     tracker::Options& tracker = options.stream.tracker;
     auto const addTime = [&](char const* name, std::chrono::nanoseconds& value, char const* text,
                              char const* group) {
-        cli::AddParsedOption(app, name, value, cli::ParseDuration, Time, text)
-            ->type_name("TIME")
-            ->group(group);
+        cli::AddTimeOption(app, name, value, text)->group(group);
     };
     cli::AddParsedOption(app, "--min-height", tracker.minimumHeight, ParseShare,
                          "a share such as 8%",

@@ -51,10 +51,6 @@ std::vector<draw::LegendEntry> Legend() {
     return {{draw::MovingColour, "moving"}, {draw::StationaryColour, "stationary"}};
 }
 
-double Seconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 std::string Percent(double share) { return FormatNumber(100.0 * share, 2) + " %"; }
 
 void WritePng(OutputFile& file, cv::Mat const& picture) {
@@ -94,7 +90,7 @@ public:
         if (options.jsonLines) jsonLines.emplace(*options.jsonLines);
         if (options.picture) {
             pictureFile.emplace(*options.picture);
-            sheet.emplace(ShortName(options.input), Subtitle(clip), Legend());
+            sheet.emplace(ShortName(options.input), video::Describe(clip), Legend());
         }
         if (options.masks) {
             maskFolder = *options.masks;
@@ -152,13 +148,6 @@ public:
     }
 
 private:
-    static std::string Subtitle(video::ClipInfo const& clip) {
-        std::string text = std::to_string(clip.size[0]) + " × " + std::to_string(clip.size[1]) +
-                           "   ·   " + FormatNumber(clip.frameRate, 2) + " frames a second";
-        if (clip.length) text += "   ·   " + FormatTime(*clip.length);
-        return text;
-    }
-
     void WriteLine(video::Picture const& picture, Foreground const& foreground) {
         nlohmann::ordered_json const line{
             {"index", picture.index},

@@ -7,6 +7,10 @@
 
 namespace kes::track {
 
+inline double Seconds(std::chrono::nanoseconds time) {
+    return std::chrono::duration<double>(time).count();
+}
+
 // "0:07.3", "12:00.0", "1:02:03.4": hours only when there are any, tenths of a second cut off.
 // A negative time is 0.
 std::string FormatTime(std::chrono::nanoseconds time);

@@ -26,14 +26,8 @@ void AddInput(CLI::App& app, std::string& input) {
 
 void AddReadOptions(CLI::App& app, video::ReadOptions& options) {
     constexpr char const* Group = "What is read";
-    AddParsedOption(app, "--start", options.start, ParseDuration,
-                    "a time such as 90s, 1m30s or 500ms", "Skip what lies before this time")
-        ->type_name("TIME")
-        ->group(Group);
-    AddParsedOption(app, "--duration", options.duration, ParseDuration,
-                    "a time such as 90s, 1m30s or 500ms", "Read no more than this")
-        ->type_name("TIME")
-        ->group(Group);
+    AddTimeOption(app, "--start", options.start, "Skip what lies before this time")->group(Group);
+    AddTimeOption(app, "--duration", options.duration, "Read no more than this")->group(Group);
     AddParsedOption(app, "--every", options.every, ParseEvery, "a whole number from 1",
                     "Use one picture in N")
         ->type_name("N")

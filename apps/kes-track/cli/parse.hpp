@@ -47,4 +47,13 @@ CLI::Option* AddParsedOption(CLI::App& app, std::string const& names, T& value, 
     return option;
 }
 
+// An option whose text is a duration.
+template <typename T>
+CLI::Option* AddTimeOption(CLI::App& app, std::string const& names, T& value,
+                           std::string const& description) {
+    return AddParsedOption(app, names, value, ParseDuration, "a time such as 5s, 500ms or 1m30s",
+                           description)
+        ->type_name("TIME");
+}
+
 }  // namespace kes::track::cli

@@ -18,15 +18,12 @@ std::optional<float> ParseThreshold(std::string_view text) {
 
 void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options) {
     constexpr char const* Group = SegmenterGroup;
-    constexpr char const* Time = "a time such as 5s, 500ms or 1m30s";
     constexpr char const* Number = "a number from 0 to 255";
-    AddParsedOption(app, "--stationary", options.stationaryTime, ParseDuration, Time,
-                    "Foreground that lasts this long is stationary [5s]")
-        ->type_name("TIME")
+    AddTimeOption(app, "--stationary", options.stationaryTime,
+                  "Foreground that lasts this long is stationary [5s]")
         ->group(Group);
-    AddParsedOption(app, "--hold-on", options.holdOnTime, ParseDuration, Time,
-                    "Stationary foreground becomes background after this [60s]")
-        ->type_name("TIME")
+    AddTimeOption(app, "--hold-on", options.holdOnTime,
+                  "Stationary foreground becomes background after this [60s]")
         ->group(Group);
     AddParsedOption(app, "--threshold", options.threshold, ParseThreshold, Number,
                     "Standard deviations from which a pixel differs, 0 to 255 [4]")

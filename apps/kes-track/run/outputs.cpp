@@ -27,17 +27,6 @@ std::vector<draw::LegendEntry> Legend() {
     return {{draw::MovingColour, "moving"}, {draw::StationaryColour, "standing still"}};
 }
 
-std::string Subtitle(video::ClipInfo const& clip) {
-    std::string text = std::to_string(clip.size[0]) + " × " + std::to_string(clip.size[1]) +
-                       "   ·   " + FormatNumber(clip.frameRate, 2) + " frames a second";
-    if (clip.length) text += "   ·   " + FormatTime(*clip.length);
-    return text;
-}
-
-double Seconds(std::chrono::nanoseconds time) {
-    return std::chrono::duration<double>(time).count();
-}
-
 // left, top, width, height, to a hundredth of a pixel.
 Json BoxJson(tracker::Box const& box) {
     auto const round = [](float value) {
@@ -87,7 +76,7 @@ Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip, Dete
     if (wanted.jsonLines) jsonLines.emplace(*wanted.jsonLines);
     if (wanted.picture) {
         pictureFile.emplace(*wanted.picture);
-        sheet.emplace(ShortName(options.input), Subtitle(clip), Legend());
+        sheet.emplace(ShortName(options.input), video::Describe(clip), Legend());
         paths.emplace();
     }
     if (wanted.video) video.emplace(*wanted.video, clip.size, clip.frameRate);

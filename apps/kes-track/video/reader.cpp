@@ -14,6 +14,7 @@ extern "C" {
 }
 
 #include "base/failure.hpp"
+#include "base/format.hpp"
 #include "video/av.hpp"
 #include "video/nv12.hpp"
 
@@ -62,9 +63,9 @@ media::video::frame::Rotation RotationOf(AVStream const& stream) {
     return static_cast<Rotation>(((quarters % 4) + 4) % 4);
 }
 
-std::string Seconds(nanoseconds time) {
+std::string InSeconds(nanoseconds time) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f s", std::chrono::duration<double>(time).count());
+    std::snprintf(text, sizeof text, "%.1f s", Seconds(time));
     return text;
 }
 
@@ -241,7 +242,7 @@ void Reader::Impl::LearnTheClip() {
         if (IsCancelled()) return;
         if (time && *time < options.start) {
             throw Failure(ExitCode::BadInput,
-                          "ends at " + Seconds(*time + period) + ", before the start asked for");
+                          "ends at " + InSeconds(*time + period) + ", before the start asked for");
         }
         throw Failure(ExitCode::BadInput,
                       readError != 0 ? "no picture can be decoded: " + av::ErrorText(readError)
@@ -354,21 +355,28 @@ void Reader::Impl::KeepTime() {
 std::optional<std::string> Reader::Impl::Fault() const {
     nanoseconds const reached = time ? *time + period : nanoseconds{0};
     if (readError != 0) {
-        return "broke off at " + Seconds(reached) + ": " +
+        return "broke off at " + InSeconds(reached) + ": " +
                (readError == AVERROR_EXIT ? "no answer" : av::ErrorText(readError));
     }
     if (reachedEnd) {
         std::optional<nanoseconds> const length = NominalLength();
         nanoseconds const slack = std::chrono::seconds(1) + (length ? *length / 50 : period);
         if (length && reached + slack < *length) {
-            return "ends at " + Seconds(reached) + " of " + Seconds(*length);
+            return "ends at " + InSeconds(reached) + " of " + InSeconds(*length);
         }
     }
     if (damaged != 0) {
         return "damaged in " + std::to_string(damaged) + (damaged == 1 ? " place" : " places") +
-               ", the first near " + Seconds(*firstDamage);
+               ", the first near " + InSeconds(*firstDamage);
     }
     return std::nullopt;
+}
+
+std::string Describe(ClipInfo const& clip) {
+    std::string text = std::to_string(clip.size[0]) + " × " + std::to_string(clip.size[1]) +
+                       "   ·   " + FormatNumber(clip.frameRate, 2) + " frames a second";
+    if (clip.length) text += "   ·   " + FormatTime(*clip.length);
+    return text;
 }
 
 Reader::Reader(std::string const& input, ReadOptions options)

@@ -33,6 +33,9 @@ struct ClipInfo {
     std::optional<std::chrono::nanoseconds> length;
 };
 
+// "768 × 576   ·   10 frames a second   ·   1:19.5", the last only where the length is known.
+std::string Describe(ClipInfo const& clip);
+
 struct Picture {
     std::uint64_t index;            // 0 for the first handed out
     std::chrono::nanoseconds time;  // from the start of the clip; never falls
