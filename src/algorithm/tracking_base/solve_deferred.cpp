@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "algorithm/tracking_base/solve_history.hpp"
+#include "algorithm/tracking_base/solve_marking.hpp"
 #include "algorithm/tracking_base/solve_workspace.hpp"
 
 #undef HWY_TARGET_INCLUDE
@@ -87,7 +88,8 @@ public:
           paddedRows(Padded(rows)),
           paddedColumns(Padded(columns)),
           largest(largest),
-          history(rows, columns) {
+          history(rows, columns),
+          marking(rows, columns) {
         Workspace measure;
         TakeArrays(measure);
         workspace = Workspace(measure.Used());
@@ -97,9 +99,6 @@ public:
         std::fill(free.least + rows, free.least + paddedRows, Infinity);
         std::fill(free.second + rows, free.second + paddedRows, Infinity);
         std::fill(free.column + rows, free.column + paddedRows, -1);
-        std::fill(starOfRow, starOfRow + rows, None);
-        std::fill(starOfColumn, starOfColumn + columns, None);
-        std::fill(primeOfRow, primeOfRow + rows, None);
         Load(costs);
         FindUnit();
         SetShrink();
@@ -125,15 +124,9 @@ public:
         return true;
     }
 
-    void WriteMarks(std::uint8_t* marks) const {
-        for (std::size_t row = 0; row < rows; ++row) {
-            if (starOfRow[row] != None) marks[starOfRow[row] * rows + row] = 1;
-            if (primeOfRow[row] != None) marks[primeOfRow[row] * rows + row] = 2;
-        }
-    }
+    void WriteMarks(std::uint8_t* marks) const { marking.WriteTo(marks); }
 
 private:
-    static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
     static constexpr std::size_t KnownPerRow = 8;
     static constexpr std::size_t MostForDense = 512 * 512;
     static constexpr std::int32_t ExactFlag = std::int32_t{1} << 30;
@@ -164,9 +157,7 @@ private:
             bounds->second = from.Take<float>(paddedRows);
             bounds->column = from.Take<std::int32_t>(paddedRows);
         }
-        starOfRow = from.Take<std::uint32_t>(rows);
-        starOfColumn = from.Take<std::uint32_t>(columns);
-        primeOfRow = from.Take<std::uint32_t>(rows);
+        marking.TakeArrays(from);
         knownCells = from.TakeZeroed<Known>(rows * KnownPerRow);
         knownFree = from.TakeZeroed<Known>(rows);
     }
@@ -201,9 +192,8 @@ private:
             for (std::size_t column = 0;; ++column) {
                 column = FirstAtMost(costs, column, paddedColumns, 0);
                 if (column == NotFound) break;
-                if (starOfColumn[column] != None) continue;
-                starOfRow[row] = static_cast<std::uint32_t>(column);
-                starOfColumn[column] = static_cast<std::uint32_t>(row);
+                if (marking.HasStar(column)) continue;
+                marking.Star(row, column);
                 Take(column);
                 ++stars;
                 break;
@@ -234,11 +224,10 @@ private:
                 row = SubtractMove(minimum, paddedRows, now);
                 continue;
             }
-            primeOfRow[row] = LeastColumn(row);
-            std::uint32_t const star = starOfRow[row];
-            if (star == None) {
-                std::size_t const taken = FlipPath(row);
-                EndPhase(taken);
+            marking.Prime(row, LeastColumn(row));
+            std::uint32_t const star = marking.StarOfRow(row);
+            if (star == Marking::None) {
+                EndPhase(marking.FlipPath(row));
                 return Outcome::Paired;
             }
             Cover(row);
@@ -270,20 +259,6 @@ private:
                            shrink, fall[column], paddedRows, now);
     }
 
-    // From the primed zero of a row without a star: a star in the prime's column gives way to the
-    // prime of its own row, and so on. Returns the column without a star at the end.
-    std::size_t FlipPath(std::size_t row) {
-        for (;;) {
-            std::uint32_t const column = primeOfRow[row];
-            std::uint32_t const next = starOfColumn[column];
-            starOfRow[row] = static_cast<std::uint32_t>(column);
-            starOfColumn[column] = static_cast<std::uint32_t>(row);
-            primeOfRow[row] = None;
-            if (next == None) return column;
-            row = next;
-        }
-    }
-
     void EndPhase(std::size_t taken) {
         float rose = 0;
         std::size_t move = history.Size();
@@ -291,7 +266,7 @@ private:
         for (auto row = coveredRows.rbegin(); row != coveredRows.rend(); ++row) {
             while (move > row->move) rose += history[--move];
             rise[row->line] = savedRise[row->line] + rose;
-            primeOfRow[row->line] = None;
+            marking.EndPrime(row->line);
         }
         for (auto const& [column, since] : history.UncoveredColumns()) {
             savedFall[column] = fall[column];
@@ -563,6 +538,7 @@ private:
     std::size_t earlierReplayed = 0;
     std::size_t earlierMoves = 0;
     MoveHistory history;
+    Marking marking;
     Workspace workspace;
     float* byRow;     // the costs, row after row
     float* byColumn;  // and column after column
@@ -572,11 +548,8 @@ private:
     float* savedFall;
     float* takenMask;  // 0 for a free column, infinity for another
     float* scratch;
-    RowBounds free;               // each row's least and next cost among the free columns
-    RowBounds now;                // the bounds of this phase
-    std::uint32_t* starOfRow;     // its column
-    std::uint32_t* starOfColumn;  // its row
-    std::uint32_t* primeOfRow;    // its column
+    RowBounds free;  // each row's least and next cost among the free columns
+    RowBounds now;   // the bounds of this phase
     Known* knownCells;
     Known* knownFree;
 };

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "algorithm/tracking_base/solve_marking.hpp"
 #include "algorithm/tracking_base/solve_workspace.hpp"
 
 #undef HWY_TARGET_INCLUDE
@@ -20,7 +21,6 @@ namespace {
 
 constexpr float Infinity = std::numeric_limits<float>::infinity();
 constexpr float Forbidden = std::numeric_limits<float>::max();
-constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t WordBits = 64;
 
 using Vector = hn::Vec<Floats>;
@@ -89,14 +89,11 @@ template <std::size_t GroupRows, bool IsSmall>
 class Dense {
 public:
     Dense(float const* costs, float largest, std::size_t rows, std::size_t columns)
-        : rows(rows), columns(columns), reach(largest) {
+        : rows(rows), columns(columns), reach(largest), marking(rows, columns) {
         Workspace measure;
         TakeArrays(measure);
         workspace = Workspace(measure.Used());
         TakeArrays(workspace);
-        std::fill(starOfRow, starOfRow + rows, None);
-        std::fill(starOfColumn, starOfColumn + columns, None);
-        std::fill(primeOfRow, primeOfRow + rows, None);
         for (std::size_t row = 0; row < rows; ++row) SetBit(uncoveredRows, row);
         for (std::size_t column = 0; column < columns; ++column) SetBit(allColumns, column);
         std::copy(allColumns, allColumns + ColumnWords(), freeColumns);
@@ -108,12 +105,7 @@ public:
         while (stars < rows && Augment()) ++stars;
     }
 
-    void WriteMarks(std::uint8_t* marks) const {
-        for (std::size_t row = 0; row < rows; ++row) {
-            if (starOfRow[row] != None) marks[starOfRow[row] * rows + row] = 1;
-            if (primeOfRow[row] != None) marks[primeOfRow[row] * rows + row] = 2;
-        }
-    }
+    void WriteMarks(std::uint8_t* marks) const { marking.WriteTo(marks); }
 
 private:
     std::size_t Groups() const { return IsSmall ? 1 : (rows + GroupRows - 1) / GroupRows; }
@@ -137,9 +129,7 @@ private:
         uncoveredColumns = from.Take<std::uint64_t>(ColumnWords());
         uncoveredRows = from.TakeZeroed<std::uint64_t>(Groups());
         rowsWithZero = from.Take<std::uint64_t>(Groups());
-        starOfRow = from.Take<std::uint32_t>(rows);
-        starOfColumn = from.Take<std::uint32_t>(columns);
-        primeOfRow = from.Take<std::uint32_t>(rows);
+        marking.TakeArrays(from);
         coveredRows = from.Take<std::uint32_t>(rows);
     }
 
@@ -166,8 +156,7 @@ private:
         for (std::size_t row = 0; row < rows; ++row) {
             std::size_t const column = FirstZero(row, freeColumns);
             if (column == columns) continue;
-            starOfRow[row] = static_cast<std::uint32_t>(column);
-            starOfColumn[column] = static_cast<std::uint32_t>(row);
+            marking.Star(row, column);
             ClearBit(freeColumns, column);
             ++stars;
         }
@@ -201,10 +190,10 @@ private:
                 Move(minimum);
                 continue;
             }
-            primeOfRow[row] = static_cast<std::uint32_t>(FirstZero(row, uncoveredColumns));
-            std::uint32_t const star = starOfRow[row];
-            if (star == None) {
-                FlipPath(row);
+            marking.Prime(row, FirstZero(row, uncoveredColumns));
+            std::uint32_t const star = marking.StarOfRow(row);
+            if (star == Marking::None) {
+                ClearBit(freeColumns, marking.FlipPath(row));
                 EndPhase();
                 return true;
             }
@@ -247,29 +236,12 @@ private:
         }
     }
 
-    // From the primed zero of a row without a star: a star in the prime's column gives way to the
-    // prime of its own row, and so on to a column without a star.
-    void FlipPath(std::size_t row) {
-        for (;;) {
-            std::uint32_t const column = primeOfRow[row];
-            std::uint32_t const next = starOfColumn[column];
-            starOfRow[row] = column;
-            starOfColumn[column] = static_cast<std::uint32_t>(row);
-            primeOfRow[row] = None;
-            if (next == None) {
-                ClearBit(freeColumns, column);
-                return;
-            }
-            row = next;
-        }
-    }
-
     void EndPhase() {
         for (std::size_t i = 0; i < coveredCount; ++i) {
             std::uint32_t const row = coveredRows[i];
             SetBit(uncoveredRows, row);
             coveredMask[row] = 0;
-            primeOfRow[row] = None;
+            marking.EndPrime(row);
         }
         coveredCount = 0;
     }
@@ -338,6 +310,7 @@ private:
     std::size_t rows;
     std::size_t columns;
     double reach;  // no finite cell is further from 0
+    Marking marking;
     Workspace workspace;
     float* cells;                // column after column of a group, group after group
     float* coveredMask;          // all bits of a covered row's element
@@ -347,9 +320,6 @@ private:
     std::uint64_t* uncoveredColumns;
     std::uint64_t* uncoveredRows;
     std::uint64_t* rowsWithZero;  // neither the row nor the zero's column is covered
-    std::uint32_t* starOfRow;     // its column
-    std::uint32_t* starOfColumn;  // its row
-    std::uint32_t* primeOfRow;    // its column
     std::uint32_t* coveredRows;   // in this phase, in order
     std::size_t coveredCount = 0;
 };
