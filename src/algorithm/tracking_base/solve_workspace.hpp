@@ -39,12 +39,13 @@ private:
     static constexpr std::size_t Alignment = 64;
 
     // The C library gives memory back to the system whenever 128 KiB at the heap's end are free,
-    // and gets it again page by page: up to a third of the time of 100 x 100 costs. It stops doing
-    // so when it has seen a single block of more than that come and go. What is not used of this
-    // one is never touched.
+    // and gets it again page by page: up to a third of the time of 100 x 100 costs. Once it has
+    // seen a larger block come and go it keeps twice that block's size: enough for this one, the
+    // costs, the marks and the 128 KiB that it asks for in advance. What is not used is never
+    // touched.
     static std::size_t SizeFor(std::size_t bytes) {
         constexpr std::size_t Few = std::size_t{32} << 10;
-        constexpr std::size_t Many = std::size_t{160} << 10;
+        constexpr std::size_t Many = std::size_t{256} << 10;
         return bytes <= Few ? bytes + Alignment : std::max(bytes + Alignment, Many);
     }
 
