@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "algorithm/tracking_base/solve_marking.hpp"
 #include "algorithm/tracking_base/solve_workspace.hpp"
@@ -46,14 +47,13 @@ HWY_INLINE void VisitBits(std::uint64_t bits, std::size_t start, Visit visit) {
 }
 
 // Which of the first up to 64 words have this bit, as bits. What follows them may be read.
-HWY_INLINE std::uint64_t WhereBitIsSet(std::uint64_t const* words, std::uint64_t bit,
-                                       std::size_t count) {
-    hn::RebindToUnsigned<hn::Repartition<std::int64_t, Floats>> const d;
+template <class Word>
+HWY_INLINE std::uint64_t WhereBitIsSet(Word const* words, std::size_t bit, std::size_t count) {
+    hn::CappedTag<Word, 32> const d;
+    auto const wanted = hn::Set(d, static_cast<Word>(Word{1} << bit));
     std::uint64_t found = 0;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        std::uint8_t bits = 0;
-        hn::StoreMaskBits(d, hn::TestBit(hn::Load(d, words + i), hn::Set(d, bit)), &bits);
-        found |= std::uint64_t{bits} << i;
+        found |= BitsOf(d, hn::TestBit(hn::Load(d, words + i), wanted)) << i;
     }
     return found;
 }
@@ -78,7 +78,7 @@ HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, Vecto
         value = hn::Sub(value, subtracted);
         if constexpr (CanOverflow) value = ForbidLargest(value);
         hn::Store(value, d, cells + i);
-        zeros |= BitsOf(hn::Eq(value, hn::Zero(d))) << i;
+        zeros |= BitsOf(d, hn::Eq(value, hn::Zero(d))) << i;
     }
     return zeros;
 }
@@ -116,14 +116,19 @@ private:
     float* CellsOf(std::size_t group, std::size_t column) const {
         return cells + (group * columns + column) * GroupRows;
     }
-    std::uint64_t* ZerosOf(std::size_t group, std::size_t column) const {
+    // A bit for each row of a group.
+    using RowBits =
+        std::conditional_t<GroupRows == 16, std::uint16_t,
+                           std::conditional_t<GroupRows == 32, std::uint32_t, std::uint64_t>>;
+
+    RowBits* ZerosOf(std::size_t group, std::size_t column) const {
         return zeros + group * PaddedColumns() + column;
     }
 
     void TakeArrays(Workspace& from) {
         cells = from.Take<float>(columns * PaddedRows());
         coveredMask = from.TakeZeroed<float>(PaddedRows());
-        zeros = from.TakeZeroed<std::uint64_t>(Groups() * PaddedColumns());
+        zeros = from.TakeZeroed<RowBits>(Groups() * PaddedColumns());
         freeColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
         allColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
         uncoveredColumns = from.Take<std::uint64_t>(ColumnWords());
@@ -145,8 +150,8 @@ private:
                     cell[i] = cost == Forbidden ? Infinity : cost;
                 }
                 std::fill(cell + count, cell + GroupRows, Infinity);
-                *ZerosOf(group, column) =
-                    MoveCells<GroupRows, false>(cell, coveredMask + start, nothing, nothing);
+                *ZerosOf(group, column) = static_cast<RowBits>(
+                    MoveCells<GroupRows, false>(cell, coveredMask + start, nothing, nothing));
             }
         }
     }
@@ -165,13 +170,12 @@ private:
 
     // The first column of the row's zeros that is among these, or `columns`.
     std::size_t FirstZero(std::size_t row, std::uint64_t const* among) const {
-        std::uint64_t const* const zerosOfRows = ZerosOf(row / WordBits, 0);
-        std::uint64_t const rowBit = std::uint64_t{1} << row % WordBits;
+        RowBits const* const zerosOfRows = ZerosOf(row / WordBits, 0);
         for (std::size_t word = 0; word < ColumnWords(); ++word) {
             std::size_t const start = word * WordBits;
             std::uint64_t const found =
-                among[word] &
-                WhereBitIsSet(zerosOfRows + start, rowBit, std::min(WordBits, columns - start));
+                among[word] & WhereBitIsSet(zerosOfRows + start, row % WordBits,
+                                            std::min(WordBits, columns - start));
             if (found != 0) return start + FirstBit(found);
         }
         return columns;
@@ -289,8 +293,9 @@ private:
         for (std::size_t group = 0; group < Groups(); ++group) {
             float const* const mask = coveredMask + group * GroupRows;
             auto const move = [&](std::size_t column, Vector subtracted) {
-                return *ZerosOf(group, column) = MoveCells<GroupRows, CanOverflow>(
-                           CellsOf(group, column), mask, added, subtracted);
+                return *ZerosOf(group, column) =
+                           static_cast<RowBits>(MoveCells<GroupRows, CanOverflow>(
+                               CellsOf(group, column), mask, added, subtracted));
             };
             std::uint64_t found = 0;
             for (std::size_t word = 0; word < ColumnWords(); ++word) {
@@ -314,7 +319,7 @@ private:
     Workspace workspace;
     float* cells;                // column after column of a group, group after group
     float* coveredMask;          // all bits of a covered row's element
-    std::uint64_t* zeros;        // likewise, a bit for each row
+    RowBits* zeros;              // likewise
     std::uint64_t* freeColumns;  // those without a star
     std::uint64_t* allColumns;
     std::uint64_t* uncoveredColumns;

@@ -37,10 +37,14 @@ HWY_INLINE float LeastLane(hn::Vec<Floats> values) {
 }
 
 // A bit for each lane, the first in the least significant.
-HWY_INLINE std::uint64_t BitsOf(hn::Mask<Floats> mask) {
+template <class D>
+HWY_INLINE std::uint64_t BitsOf(D d, hn::Mask<D> mask) {
     // As wide as what is stored: a wider load would wait for the store to reach memory.
-    std::conditional_t<(hn::MaxLanes(Floats()) > 8), std::uint16_t, std::uint8_t> bits = 0;
-    hn::StoreMaskBits(Floats(), mask, reinterpret_cast<std::uint8_t*>(&bits));
+    constexpr std::size_t Count = hn::MaxLanes(D());
+    using Bits = std::conditional_t<(Count > 16), std::uint32_t,
+                                    std::conditional_t<(Count > 8), std::uint16_t, std::uint8_t>>;
+    Bits bits = 0;
+    hn::StoreMaskBits(d, mask, reinterpret_cast<std::uint8_t*>(&bits));
     return bits;
 }
 
@@ -54,7 +58,7 @@ HWY_INLINE std::size_t FirstOfSteps(std::size_t count, Step step) {
         std::size_t const end = std::min(count, start + WordBits);
         std::uint64_t bits = 0;
         for (std::size_t i = start; i < end; i += hn::Lanes(Floats())) {
-            bits |= BitsOf(step(i)) << (i - start);
+            bits |= BitsOf(Floats(), step(i)) << (i - start);
         }
         if (first == NotFound && bits != 0) {
             first = start + static_cast<std::size_t>(std::countr_zero(bits));
