@@ -1,8 +1,8 @@
 #include "run/detections.hpp"
 
-#include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <unordered_map>
 #include <utility>
 
 #include <boost/utility/string_view.hpp>
@@ -16,16 +16,23 @@ namespace {
 
 using algorithm::tracking_base::LabelCollapser;
 
-// The index of a name, added when it is new.
-unsigned int IndexOf(std::vector<std::string>& names, std::string const& name) {
-    auto const found = std::find(names.begin(), names.end(), name);
-    if (found != names.end()) return static_cast<unsigned int>(found - names.begin());
-    names.push_back(name);
-    return static_cast<unsigned int>(names.size() - 1);
-}
+class Names {
+public:
+    // Of a name, which is added when it is new.
+    unsigned int IndexOf(std::string const& name) {
+        auto const [place, isNew] = indices.emplace(name, static_cast<unsigned int>(all.size()));
+        if (isNew) all.push_back(name);
+        return place->second;
+    }
+
+    std::vector<std::string> all;
+
+private:
+    std::unordered_map<std::string, unsigned int> indices;
+};
 
 struct LabelMap {
-    std::vector<std::string> names;
+    Names names;
     LabelCollapser collapser;
 };
 
@@ -40,12 +47,12 @@ LabelMap ReadLabels(std::string const& path) {
         if (line.empty() || line.front() == '#') continue;
         auto const comma = line.find(',');
         std::string const name = line.substr(0, comma);
-        IndexOf(map.names, name);
+        map.names.IndexOf(name);
         if (comma != std::string::npos) standsFor[name] = line.substr(comma + 1);
     }
-    for (auto const& [name, target] : standsFor) IndexOf(map.names, target);
+    for (auto const& [name, target] : standsFor) map.names.IndexOf(target);
     try {
-        map.collapser = LabelCollapser(map.names, [&](boost::string_view name) {
+        map.collapser = LabelCollapser(map.names.all, [&](boost::string_view name) {
             auto const found = standsFor.find(std::string(name));
             return found == standsFor.end() ? name : boost::string_view(found->second);
         });
@@ -60,13 +67,12 @@ LabelMap ReadLabels(std::string const& path) {
 Detections::Detections(DetectionOptions const& options) {
     LabelMap map;
     if (options.labels) map = ReadLabels(*options.labels);
-    names = std::move(map.names);
-    auto const known = names.size();
+    auto const known = map.names.all.size();
     for (mot::Row const& row : mot::Read(options.file)) {
         if (row.confidence < options.minimumConfidence) continue;
         unsigned int label = 0;
         if (!row.label.empty()) {
-            label = IndexOf(names, row.label);
+            label = map.names.IndexOf(row.label);
             if (options.labels && label >= known) {
                 throw Failure(ExitCode::BadSideInput, options.file + ": class '" + row.label +
                                                           "' is not in " + *options.labels);
@@ -75,6 +81,7 @@ Detections::Detections(DetectionOptions const& options) {
         }
         frames[static_cast<std::uint64_t>(row.frame)].push_back({row.box, row.confidence, label});
     }
+    names = std::move(map.names.all);
 }
 
 std::vector<tracker::Detection> const& Detections::At(std::uint64_t frame) const {

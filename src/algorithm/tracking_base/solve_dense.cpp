@@ -108,6 +108,12 @@ public:
     void WriteMarks(std::uint8_t* marks) const { marking.WriteTo(marks); }
 
 private:
+    // A bit for each row of a group.
+    using RowBits =
+        std::conditional_t<GroupRows == 16, std::uint16_t,
+                           std::conditional_t<GroupRows == 32, std::uint32_t, std::uint64_t>>;
+    static constexpr std::size_t VectorsOfGroup = GroupRows / hn::MaxLanes(Floats());
+
     std::size_t Groups() const { return IsSmall ? 1 : (rows + GroupRows - 1) / GroupRows; }
     std::size_t ColumnWords() const { return IsSmall ? 1 : WordsFor(columns); }
     std::size_t PaddedRows() const { return Groups() * GroupRows; }
@@ -116,11 +122,6 @@ private:
     float* CellsOf(std::size_t group, std::size_t column) const {
         return cells + (group * columns + column) * GroupRows;
     }
-    // A bit for each row of a group.
-    using RowBits =
-        std::conditional_t<GroupRows == 16, std::uint16_t,
-                           std::conditional_t<GroupRows == 32, std::uint32_t, std::uint64_t>>;
-
     RowBits* ZerosOf(std::size_t group, std::size_t column) const {
         return zeros + group * PaddedColumns() + column;
     }
@@ -310,8 +311,6 @@ private:
         }
     }
 
-    static constexpr std::size_t VectorsOfGroup = GroupRows / hn::MaxLanes(Floats());
-
     std::size_t rows;
     std::size_t columns;
     double reach;  // no finite cell is further from 0
@@ -319,7 +318,7 @@ private:
     Workspace workspace;
     float* cells;                // column after column of a group, group after group
     float* coveredMask;          // all bits of a covered row's element
-    RowBits* zeros;              // likewise
+    RowBits* zeros;              // likewise: where a column of a group holds 0
     std::uint64_t* freeColumns;  // those without a star
     std::uint64_t* allColumns;
     std::uint64_t* uncoveredColumns;
