@@ -190,7 +190,7 @@ void PrintTable(Outcome const& outcome) {
     row("events", FormatCount(report.events));
     row("reading", rate(report.frames, report.reading));
     row("tracking", rate(report.frames, report.tracking));
-    row("writing", rate(report.frames, report.writing));
+    if (report.isWritten) row("writing", rate(report.frames, report.writing));
     row("altogether",
         rate(report.frames, report.inWarmUp + report.reading + report.tracking + report.writing));
 }

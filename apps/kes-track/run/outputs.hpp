@@ -22,6 +22,8 @@ public:
     Outputs(StreamOptions const& options, video::ClipInfo const& clip,
             Detections const* detections);
 
+    bool AreAny() const { return mot || jsonLines || sheet || video; }
+
     // Call for every picture, in order.
     void Write(video::Picture const& picture, tracker::Result const& result);
 

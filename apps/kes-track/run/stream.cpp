@@ -111,6 +111,7 @@ StreamReport RunStream(StreamOptions const& options,
     std::optional<Detections> detections;
     if (options.detections) detections.emplace(*options.detections);
     Outputs outputs(options, report.clip, detections ? &*detections : nullptr);
+    report.isWritten = outputs.AreAny();
 
     if (!detections && options.warmUp.count() > 0 && IsRecorded(options.input)) {
         Timed(report.inWarmUp, [&] { WarmUp(options, tracker, report, advance); });

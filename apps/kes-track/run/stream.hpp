@@ -25,6 +25,7 @@ struct StreamReport {
     std::chrono::nanoseconds reading{};
     std::chrono::nanoseconds tracking{};
     std::chrono::nanoseconds writing{};
+    bool isWritten = false;            // to any file
     std::optional<std::string> fault;  // of the input: broke off, damaged
 };
 
