@@ -145,6 +145,31 @@ Costs LinesForbidden(Index rows, Index columns, Random& random) {
     return costs;
 }
 
+// Most rows can only give way to one another; the last few of them alone reach the other columns.
+// Each step of such a path adds a cost to the moves, whose sum comes to 2^24 in the middle of a
+// search, beyond which whole numbers round.
+Costs Chained(Index rows, Index columns, Random& random) {
+    auto const cost = [&] { return Whole(random, (1 << 21) - 10, (1 << 21) - 1); };
+    Costs costs = Costs::Constant(rows, columns, Forbidden);
+    Index const links = std::min(rows, columns) * 7 / 8;
+    for (Index row = 0; row < links; ++row) {
+        Index const end = std::min(row + 2 + static_cast<Index>(random() % 3), links);
+        for (Index column = 0; column < end; ++column) {
+            if (column > row || Chance(random, 0.3F)) costs(row, column) = cost();
+        }
+        costs(row, row) = Chance(random, 0.7F) ? 0 : cost();
+        for (Index column = links; column < columns && row + 4 >= links; ++column) {
+            costs(row, column) = cost();
+        }
+    }
+    for (Index row = links; row < rows; ++row) {
+        for (Index column = 0; column < std::min<Index>(3, links); ++column) {
+            costs(row, column) = cost();
+        }
+    }
+    return costs;
+}
+
 constexpr bool IsOptimal = true;
 
 std::vector<CostKind> MakeKinds() {
@@ -187,6 +212,7 @@ std::vector<CostKind> MakeKinds() {
         {"tightly gated", Gated(8), IsOptimal},
         {"digits, some forbidden", WithSomeForbidden(digits, Forbidden), IsOptimal},
         {"lines forbidden", LinesForbidden, IsOptimal},
+        {"chained", Chained, !IsOptimal},
         {"some infinite", WithSomeForbidden(Uniform, Infinity), IsOptimal},
         {"signed zeros", signedZeros, IsOptimal},
         {"denormal", denormal, IsOptimal},

@@ -66,8 +66,8 @@
 // rounds: shrink is 1 and a bound is the value.
 //
 // When replaying has cost more than bringing the whole matrix up to date would, that is done, and
-// the history starts again. When it comes to more than keeping all cells up to date would have cost
-// so far, the dense solver is left to do that, unless the matrix is large.
+// the history starts again. When all replaying so far has cost more than keeping every cell up to
+// date would have, the dense solver is left to do that, unless the matrix is large.
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
@@ -110,7 +110,7 @@ public:
         std::size_t stars = StarZeros();
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
         for (; stars < rows; ++stars) {
-            if (rows * columns <= MostForDense && earlierReplayed + replayed > CostOfDense()) {
+            if (rows * columns <= MostCellsForDense && earlierReplayed + replayed > CostOfDense()) {
                 return false;
             }
             // A move uncovers a zero and so primes a row; all but the last prime's have stars.
@@ -128,7 +128,7 @@ public:
 
 private:
     static constexpr std::size_t KnownPerRow = 8;
-    static constexpr std::size_t MostForDense = 512 * 512;
+    static constexpr std::size_t MostCellsForDense = 512 * 512;
     static constexpr std::int32_t ExactFlag = std::int32_t{1} << 30;
     static constexpr std::int32_t Stale = -1;  // in place of a column: the bound is some column's
 
@@ -320,8 +320,9 @@ private:
         }
     }
 
-    // Settles a row and returns true, or only finds a greater bound for it and returns false: often
-    // another row's is less then, and no value of this one is needed.
+    // Settles a row and returns true, or only finds a greater bound for it and returns false. The
+    // row is to be asked again if it still matters: often another's bound is less then, and no
+    // value of this one is needed.
     bool Settle(std::size_t row) {
         if (now.column[row] == Stale) {
             float const bound = now.least[row];
@@ -347,8 +348,10 @@ private:
         bool const isTie = FindNextFreeTie(row);
         if (!isTie) LookForFreeLeast(row);
         if (free.least[row] < Infinity && (isTie || history.UncoveredColumns().empty())) {
-            now.least[row] = (free.least[row] + rise[row]) * shrink - freeFall;
-            // With a tie, what follows stays as it was, columns of this phase included.
+            float const bound = (free.least[row] + rise[row]) * shrink - freeFall;
+            // With a tie, what follows stays as it was, columns of this phase included. Then the
+            // least must not pass it, or it would hide a zero.
+            now.least[row] = isTie ? std::min(bound, now.second[row]) : bound;
             if (!isTie) now.second[row] = (free.second[row] + rise[row]) * shrink - freeFall;
             now.column[row] = free.column[row];
             return;

@@ -112,6 +112,7 @@ private:
     using RowBits =
         std::conditional_t<GroupRows == 16, std::uint16_t,
                            std::conditional_t<GroupRows == 32, std::uint32_t, std::uint64_t>>;
+    static_assert(GroupRows <= WordBits, "rows 64 and after have the next word, of the next group");
     static constexpr std::size_t VectorsOfGroup = GroupRows / hn::MaxLanes(Floats());
 
     std::size_t Groups() const { return IsSmall ? 1 : (rows + GroupRows - 1) / GroupRows; }

@@ -1,5 +1,6 @@
 // The assignment solver's passes over a row or a column of numbers, in lanes. Every array is
-// aligned to a vector and `count` is a multiple of LaneMultiple; what pads an array is +infinity.
+// aligned to a vector and `count` is a multiple of LaneMultiple; what pads an array takes no part,
+// being +infinity, or -infinity where it is subtracted.
 // Included once for each instruction set by foreach_target.h.
 
 #if defined(KES_SOLVE_LANES_INL) == defined(HWY_TARGET_TOGGLE)
@@ -49,7 +50,7 @@ HWY_INLINE std::uint64_t BitsOf(D d, hn::Mask<D> mask) {
 }
 
 // Takes a step for each vector of `count` elements. Returns the first element for which a step's
-// mask is true. Without a branch on where that is, which no processor foresees.
+// mask is true. Branches once for 64 elements, as no processor foresees where that is.
 template <class Step>
 HWY_INLINE std::size_t FirstOfSteps(std::size_t count, Step step) {
     constexpr std::size_t WordBits = 64;
@@ -341,8 +342,8 @@ HWY_INLINE void StartRows(RowBounds const& costs, float const* rise, float shrin
     }
 }
 
-// Takes a column's bounds into those of the rows. Returns the first row whose
-// least is then at most 0.
+// Takes a column's bounds into those of the rows. Returns the first row whose least is then at most
+// 0.
 HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, float const* rise,
                                    float shrink, float fall, std::size_t count,
                                    RowBounds const& rows) {

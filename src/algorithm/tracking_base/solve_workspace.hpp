@@ -40,12 +40,12 @@ private:
 
     // The C library gives memory back to the system whenever 128 KiB at the heap's end are free,
     // and gets it again page by page: up to a third of the time of 100 x 100 costs. Once it has
-    // seen a larger block come and go it keeps twice that block's size: enough for this one, the
-    // costs, the marks and the 128 KiB that it asks for in advance. What is not used is never
-    // touched.
+    // seen a larger block come and go it keeps twice that block's size: up to 200 x 200 enough for
+    // this one, the costs, the marks and the 128 KiB that it asks for in advance. What is not used
+    // is never touched.
     static std::size_t SizeFor(std::size_t bytes) {
         constexpr std::size_t Few = std::size_t{32} << 10;
-        constexpr std::size_t Many = std::size_t{256} << 10;
+        constexpr std::size_t Many = std::size_t{512} << 10;
         return bytes <= Few ? bytes + Alignment : std::max(bytes + Alignment, Many);
     }
 

@@ -156,8 +156,8 @@ TEST(Solve, StopsWhereSumsOverflow) {
     EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
 }
 
-// Beyond 150 x 150 cells the deferred solver hands nothing over: where moves are many, it takes all
-// cells through them and goes on.
+// Where products make many moves, the deferred solver takes all cells through them and goes on; where
+// many costs tie or nearly do, it gives up in the middle.
 TEST(Solve, MarksLargeMatricesLikeThePlainSteps) {
     struct Case {
         char const* kind;
