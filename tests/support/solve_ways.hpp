@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 #include <vector>
 
 #include <kes/algorithm/tracking_base/solve.hpp>
 
 #include "algorithm/tracking_base/solve_deferred.hpp"
 #include "algorithm/tracking_base/solve_dense.hpp"
+#include "algorithm/tracking_base/solve_survey.hpp"
 
 namespace kes::test {
 
@@ -27,16 +27,13 @@ inline std::vector<WayOfSolving> SolveInEachWay(
 
     auto const rows = static_cast<std::size_t>(costs.rows());
     auto const columns = static_cast<std::size_t>(costs.cols());
-    bool const isNegative = (costs < 0).any();
-    constexpr float Forbidden = std::numeric_limits<float>::max();
-    float const largest = (costs >= Forbidden).select(0.0F, costs.abs()).maxCoeff();
-
+    hungarian::Survey const survey = hungarian::SurveyCosts(costs.data(), rows * columns);
     hungarian::Marks marks = hungarian::Marks::Zero(costs.rows(), costs.cols());
-    hungarian::SolveDense(costs.data(), largest, rows, columns, marks.data());
+    hungarian::SolveDense(costs.data(), survey, rows, columns, marks.data());
     ways.push_back({"SolveDense", marks});
     marks.setZero();
-    if (!isNegative &&
-        (hungarian::SolveDeferred(costs.data(), largest, rows, columns, marks.data()) ||
+    if (!survey.isNegative &&
+        (hungarian::SolveDeferred(costs.data(), survey, rows, columns, marks.data()) ||
          (marks != 0).any())) {
         ways.push_back({"SolveDeferred", marks});
     }

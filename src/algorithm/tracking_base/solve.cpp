@@ -49,8 +49,8 @@ void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std:
     std::fill_n(marks, cells, std::uint8_t{0});
     if (cells == 0) return;
     if (IsForDense(costs, cells, survey) ||
-        !SolveDeferred(costs, survey.largest, rowCount, columnCount, marks)) {
-        SolveDense(costs, survey.largest, rowCount, columnCount, marks);
+        !SolveDeferred(costs, survey, rowCount, columnCount, marks)) {
+        SolveDense(costs, survey, rowCount, columnCount, marks);
     }
 }
 

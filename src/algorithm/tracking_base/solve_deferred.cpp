@@ -214,7 +214,8 @@ private:
         StartRows(free, rise, shrink, freeFall, paddedRows, now);
         std::size_t row = FirstAtMost(now.least, 0, paddedRows, 0);
         for (;;) {
-            while (row != NotFound && !HoldsZero(row)) {
+            std::size_t column = NotFound;
+            while (row != NotFound && (column = FirstZero(row)) == NotFound) {
                 row = FirstAtMost(now.least, row + 1, paddedRows, 0);
             }
             if (row == NotFound) {
@@ -224,7 +225,7 @@ private:
                 row = SubtractMove(minimum, paddedRows, now);
                 continue;
             }
-            marking.Prime(row, LeastColumn(row));
+            marking.Prime(row, column);
             std::uint32_t const star = marking.StarOfRow(row);
             if (star == Marking::None) {
                 EndPhase(marking.FlipPath(row));
@@ -249,7 +250,7 @@ private:
     void Cover(std::size_t row) {
         history.CoverRow(row);
         savedRise[row] = rise[row];
-        rise[row] = now.least[row] = now.second[row] = Infinity;
+        for (float* values : {rise, now.least, now.second}) SetElement(Infinity, row, values);
     }
 
     std::size_t Uncover(std::size_t column) {
@@ -305,11 +306,21 @@ private:
         return static_cast<std::uint32_t>(now.column[row] & ~ExactFlag);
     }
 
-    bool HoldsZero(std::size_t row) {
+    // What the cell of the row's least holds.
+    float LeastValue(std::size_t row) {
+        bool const isKnown = (now.column[row] & ExactFlag) != 0;
+        return isKnown ? now.least[row] : Value(row, LeastColumn(row));
+    }
+
+    // The first column in which the row holds 0, or NotFound.
+    std::size_t FirstZero(std::size_t row) {
         while (now.least[row] <= 0) {
-            if (Settle(row)) return now.least[row] == 0;
+            // Most rows end here and are covered next: nothing is written that would be read soon.
+            bool const isAlone = now.column[row] != Stale && now.second[row] > 0;
+            if (isAlone && LeastValue(row) == 0) return LeastColumn(row);
+            if (Settle(row)) return now.least[row] == 0 ? LeastColumn(row) : NotFound;
         }
-        return false;
+        return NotFound;
     }
 
     float LeastOfAll() {
@@ -330,7 +341,7 @@ private:
             if (now.least[row] > bound) return false;
         }
         if ((now.column[row] & ExactFlag) == 0) {
-            now.least[row] = Value(row, LeastColumn(row));
+            SetElement(LeastValue(row), row, now.least);
             now.column[row] |= ExactFlag;
         }
         if (!(now.least[row] < now.second[row])) {
@@ -351,16 +362,21 @@ private:
             float const bound = (free.least[row] + rise[row]) * shrink - freeFall;
             // With a tie, what follows stays as it was, columns of this phase included. Then the
             // least must not pass it, or it would hide a zero.
-            now.least[row] = isTie ? std::min(bound, now.second[row]) : bound;
-            if (!isTie) now.second[row] = (free.second[row] + rise[row]) * shrink - freeFall;
-            now.column[row] = free.column[row];
+            float const second = now.second[row];
+            SetBounds(row, isTie ? std::min(bound, second) : bound,
+                      isTie ? second : (free.second[row] + rise[row]) * shrink - freeFall,
+                      free.column[row]);
             return;
         }
         LeastBound const bound =
             FindLeastBound(byRow + row * paddedColumns, rise[row], shrink, fall, paddedColumns);
-        now.least[row] = bound.least;
-        now.second[row] = bound.others;
-        now.column[row] = bound.index;
+        SetBounds(row, bound.least, bound.others, bound.index);
+    }
+
+    void SetBounds(std::size_t row, float least, float second, std::int32_t column) {
+        SetElement(least, row, now.least);
+        SetElement(second, row, now.second);
+        now.column[row] = column;
     }
 
     // Of a row whose least is 0: the first such column counts, and nothing else is asked of it.
@@ -382,7 +398,7 @@ private:
         float const bound =
             BoundRow(byRow + row * paddedColumns, rise[row], shrink, fall, paddedColumns, scratch);
         if (bound == Infinity) {
-            now.least[row] = now.second[row] = Infinity;
+            SetBounds(row, Infinity, Infinity, now.column[row]);
             return;
         }
         std::size_t column = FirstAtMost(scratch, 0, paddedColumns, bound);
@@ -397,10 +413,9 @@ private:
                 column = other;
             }
         }
-        now.least[row] = value;
-        now.column[row] = static_cast<std::int32_t>(column) | ExactFlag;
         // A row that holds 0 is primed and asked no more.
-        now.second[row] = value == 0 ? 0 : LeastAbove(scratch, paddedColumns, value);
+        SetBounds(row, value, value == 0 ? 0 : LeastAbove(scratch, paddedColumns, value),
+                  static_cast<std::int32_t>(column) | ExactFlag);
         replayed += paddedColumns / 8;
     }
 
@@ -413,7 +428,10 @@ private:
         // Equal costs of a row have equal values as long as their columns are free.
         Known& ofFree = knownFree[row];
         if (takenMask[column] == 0) {
-            if (ofFree.cost != cost || ofFree.columnAfter == 0) ofFree = {1, 0, cost, cost};
+            if (ofFree.cost != cost || ofFree.columnAfter == 0) {
+                if (cost == largest) return ValueOfLargest(row, column);
+                ofFree = {1, 0, cost, cost};
+            }
             return BringUpToDate(ofFree, row, column);
         }
         Known& cell = knownCells[row * KnownPerRow + column % KnownPerRow];
@@ -426,6 +444,20 @@ private:
             }
         }
         return BringUpToDate(cell, row, column);
+    }
+
+    // Of a free cell. Boxes far apart all have the largest cost, and many rows are left with
+    // nothing else. As long as two rows have never been covered, both hold the same there.
+    float ValueOfLargest(std::size_t row, std::size_t column) {
+        std::size_t const firstCovered = history.FirstCovered(row);
+        Known& known = knownFree[row];
+        known = Known{1, 0, largest, largest};
+        if (knownLargest.columnAfter != 0 && knownLargest.moves <= firstCovered) {
+            known = knownLargest;
+        }
+        float const value = BringUpToDate(known, row, column);
+        if (history.Size() <= firstCovered) knownLargest = known;
+        return value;
     }
 
     float BringUpToDate(Known& known, std::size_t row, std::size_t column) {
@@ -467,6 +499,7 @@ private:
         }
         std::fill(knownCells, knownCells + rows * KnownPerRow, Known{});
         std::fill(knownFree, knownFree + rows, Known{});
+        knownLargest = {};
         replayed = 0;
         for (std::size_t row = 0; row < rows; ++row) LookForFreeLeast(row);
     }
@@ -555,11 +588,12 @@ private:
     RowBounds now;   // the bounds of this phase
     Known* knownCells;
     Known* knownFree;
+    Known knownLargest{};  // in a free column and a row that has never been covered
 };
 
-bool SolveDeferredLanes(float const* costs, float largest, std::size_t rows, std::size_t columns,
-                        std::uint8_t* marks) {
-    Deferred solver(costs, largest, rows, columns);
+bool SolveDeferredLanes(float const* costs, Survey const& survey, std::size_t rows,
+                        std::size_t columns, std::uint8_t* marks) {
+    Deferred solver(costs, survey.largest, rows, columns);
     if (!solver.Run()) return false;
     solver.WriteMarks(marks);
     return true;
@@ -574,13 +608,13 @@ namespace kes::algorithm::tracking_base::hungarian {
 
 HWY_EXPORT(SolveDeferredLanes);
 
-bool SolveDeferred(float const* costs, float largest, std::size_t rows, std::size_t columns,
+bool SolveDeferred(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns,
                    std::uint8_t* marks) {
     // Row and column numbers share 31 bits with a flag, and a phase must fit into the history.
     constexpr std::size_t MostLines = std::size_t{1} << 30;
     if (std::max(rows, columns) > MostLines) return false;
     if (std::min(rows, columns) + 2 > MoveHistory::MostMoves) return false;
-    return HWY_DYNAMIC_DISPATCH(SolveDeferredLanes)(costs, largest, rows, columns, marks);
+    return HWY_DYNAMIC_DISPATCH(SolveDeferredLanes)(costs, survey, rows, columns, marks);
 }
 
 }  // namespace kes::algorithm::tracking_base::hungarian

@@ -5,14 +5,16 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "algorithm/tracking_base/solve_survey.hpp"
+
 namespace kes::algorithm::tracking_base::hungarian {
 
-// costs: rows * columns of them, column after column, neither number 0; each is at least 0, and the
-// largest finite float or +infinity where forbidden. largest: the largest that is not, or 0.
+// costs: rows * columns of them, column after column, neither number 0; valid and not negative, as
+// surveyed.
 // marks: as many, all 0; receives 1 for a pair and 2 for a prime that is left.
 // Returns false, with the marks untouched, where sums could come near the largest float, and where
 // a matrix of moderate size would cost less when all its cells are kept up to date.
-bool SolveDeferred(float const* costs, float largest, std::size_t rows, std::size_t columns,
+bool SolveDeferred(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns,
                    std::uint8_t* marks);
 
 }  // namespace kes::algorithm::tracking_base::hungarian

@@ -66,21 +66,27 @@ HWY_INLINE Vector ForbidLargest(Vector value) {
 }
 
 // Takes cells of a column through a move: two roundings for a cell in a covered row and an
-// uncovered column. Returns a bit for each zero.
+// uncovered column. raises: what each vector of rows gains. Returns a bit for each zero.
 template <std::size_t Count, bool CanOverflow>
-HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, Vector added,
-                                   Vector subtracted) {
+HWY_INLINE std::uint64_t MoveCells(float* cells, Vector const* raises, Vector subtracted) {
     Floats const d;
-    std::uint64_t zeros = 0;
-    for (std::size_t i = 0; i < Count; i += hn::Lanes(d)) {
-        auto value = hn::Add(hn::Load(d, cells + i), hn::And(hn::Load(d, coveredMask + i), added));
+    return BitsOfSteps<Count>([&](std::size_t i) HWY_ATTR {
+        auto value = hn::Add(hn::Load(d, cells + i), raises[i / hn::Lanes(d)]);
         if constexpr (CanOverflow) value = ForbidLargest(value);
         value = hn::Sub(value, subtracted);
         if constexpr (CanOverflow) value = ForbidLargest(value);
         hn::Store(value, d, cells + i);
-        zeros |= BitsOf(d, hn::Eq(value, hn::Zero(d))) << i;
+        return hn::Eq(value, hn::Zero(d));
+    });
+}
+
+// The same for a covered column.
+template <std::size_t Count>
+HWY_INLINE void RaiseCells(float* cells, Vector const* raises) {
+    Floats const d;
+    for (std::size_t i = 0; i < Count; i += hn::Lanes(d)) {
+        hn::Store(hn::Add(hn::Load(d, cells + i), raises[i / hn::Lanes(d)]), d, cells + i);
     }
-    return zeros;
 }
 
 // Goes through the rows in groups of GroupRows, for which the compiler unrolls its loops. A group
@@ -88,8 +94,12 @@ HWY_INLINE std::uint64_t MoveCells(float* cells, float const* coveredMask, Vecto
 template <std::size_t GroupRows, bool IsSmall>
 class Dense {
 public:
-    Dense(float const* costs, float largest, std::size_t rows, std::size_t columns)
-        : rows(rows), columns(columns), reach(largest), marking(rows, columns) {
+    Dense(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns)
+        : rows(rows),
+          columns(columns),
+          isNegative(survey.isNegative),
+          reach(survey.largest),
+          marking(rows, columns) {
         Workspace measure;
         TakeArrays(measure);
         workspace = Workspace(measure.Used());
@@ -130,6 +140,7 @@ private:
     void TakeArrays(Workspace& from) {
         cells = from.Take<float>(columns * PaddedRows());
         coveredMask = from.TakeZeroed<float>(PaddedRows());
+        leastOfRow = from.Take<float>(PaddedRows());
         zeros = from.TakeZeroed<RowBits>(Groups() * PaddedColumns());
         freeColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
         allColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
@@ -142,6 +153,8 @@ private:
 
     void Load(float const* costs) {
         auto const nothing = hn::Zero(Floats());
+        Vector raises[VectorsOfGroup];
+        std::fill(raises, raises + VectorsOfGroup, nothing);
         for (std::size_t group = 0; group < Groups(); ++group) {
             std::size_t const start = group * GroupRows;
             std::size_t const count = std::min(GroupRows, rows - start);
@@ -152,8 +165,8 @@ private:
                     cell[i] = cost == Forbidden ? Infinity : cost;
                 }
                 std::fill(cell + count, cell + GroupRows, Infinity);
-                *ZerosOf(group, column) = static_cast<RowBits>(
-                    MoveCells<GroupRows, false>(cell, coveredMask + start, nothing, nothing));
+                *ZerosOf(group, column) =
+                    static_cast<RowBits>(MoveCells<GroupRows, false>(cell, raises, nothing));
             }
         }
     }
@@ -185,8 +198,7 @@ private:
 
     // Makes one more pair and returns true, or leaves the primes and returns false.
     bool Augment() {
-        std::copy(freeColumns, freeColumns + ColumnWords(), uncoveredColumns);
-        FindRowsWithZero();
+        StartPhase();
         for (;;) {
             std::size_t const row = FirstRowWithZero();
             if (row == rows) {
@@ -208,14 +220,28 @@ private:
         }
     }
 
-    void FindRowsWithZero() {
+    // Uncovers the free columns.
+    void StartPhase() {
+        Floats const d;
+        std::copy(freeColumns, freeColumns + ColumnWords(), uncoveredColumns);
         for (std::size_t group = 0; group < Groups(); ++group) {
+            // Each vector has its own, as each waits for the one before.
+            Vector least[VectorsOfGroup];
+            std::fill(least, least + VectorsOfGroup, hn::Set(d, Infinity));
             std::uint64_t found = 0;
             for (std::size_t word = 0; word < ColumnWords(); ++word) {
-                VisitBits(uncoveredColumns[word], word * WordBits,
-                          [&](std::size_t column) { found |= *ZerosOf(group, column); });
+                VisitBits(freeColumns[word], word * WordBits, [&](std::size_t column) {
+                    found |= *ZerosOf(group, column);
+                    float const* const cell = CellsOf(group, column);
+                    for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+                        least[i] = hn::Min(least[i], hn::Load(d, cell + i * hn::Lanes(d)));
+                    }
+                });
             }
             rowsWithZero[group] = found & uncoveredRows[group];
+            for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+                hn::Store(least[i], d, leastOfRow + group * GroupRows + i * hn::Lanes(d));
+            }
         }
     }
 
@@ -236,9 +262,15 @@ private:
     }
 
     void UncoverColumn(std::size_t column) {
+        Floats const d;
         SetBit(uncoveredColumns, column);
         for (std::size_t group = 0; group < Groups(); ++group) {
             rowsWithZero[group] |= *ZerosOf(group, column) & uncoveredRows[group];
+            float const* const cell = CellsOf(group, column);
+            float* const least = leastOfRow + group * GroupRows;
+            for (std::size_t i = 0; i < GroupRows; i += hn::Lanes(d)) {
+                hn::Store(hn::Min(hn::Load(d, least + i), hn::Load(d, cell + i)), d, least + i);
+            }
         }
     }
 
@@ -257,23 +289,10 @@ private:
         Floats const d;
         auto const infinity = hn::Set(d, Infinity);
         auto least = infinity;
-        for (std::size_t group = 0; group < Groups(); ++group) {
-            // Each has its own, as each waits for the one before.
-            Vector ofRows[VectorsOfGroup];
-            std::fill(ofRows, ofRows + VectorsOfGroup, infinity);
-            for (std::size_t word = 0; word < ColumnWords(); ++word) {
-                VisitBits(uncoveredColumns[word], word * WordBits, [&](std::size_t column) {
-                    float const* const cell = CellsOf(group, column);
-                    for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
-                        ofRows[i] = hn::Min(ofRows[i], hn::Load(d, cell + i * hn::Lanes(d)));
-                    }
-                });
-            }
-            for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
-                float const* const mask = coveredMask + group * GroupRows + i * hn::Lanes(d);
-                auto const isCovered = hn::MaskFromVec(hn::Load(d, mask));
-                least = hn::Min(least, hn::IfThenElse(isCovered, infinity, ofRows[i]));
-            }
+        for (std::size_t i = 0; i < PaddedRows(); i += hn::Lanes(d)) {
+            auto const isCovered = hn::MaskFromVec(hn::Load(d, coveredMask + i));
+            auto const ofRows = hn::Load(d, leastOfRow + i);
+            least = hn::Min(least, hn::IfThenElse(isCovered, infinity, ofRows));
         }
         return LeastLane(least);
     }
@@ -293,11 +312,19 @@ private:
         Floats const d;
         auto const added = hn::Set(d, minimum);
         for (std::size_t group = 0; group < Groups(); ++group) {
-            float const* const mask = coveredMask + group * GroupRows;
+            Vector raises[VectorsOfGroup];
+            for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+                std::size_t const row = group * GroupRows + i * hn::Lanes(d);
+                raises[i] = hn::And(hn::Load(d, coveredMask + row), added);
+                // Rounding keeps the order of a row's values, so the least remains the least.
+                auto least = hn::Sub(hn::Load(d, leastOfRow + row), added);
+                if constexpr (CanOverflow) least = ForbidLargest(least);
+                hn::Store(least, d, leastOfRow + row);
+            }
             auto const move = [&](std::size_t column, Vector subtracted) {
                 return *ZerosOf(group, column) =
                            static_cast<RowBits>(MoveCells<GroupRows, CanOverflow>(
-                               CellsOf(group, column), mask, added, subtracted));
+                               CellsOf(group, column), raises, subtracted));
             };
             std::uint64_t found = 0;
             for (std::size_t word = 0; word < ColumnWords(); ++word) {
@@ -305,8 +332,18 @@ private:
                 VisitBits(uncovered, word * WordBits,
                           [&](std::size_t column) { found |= move(column, added); });
                 if (coveredCount == 0) continue;
-                VisitBits(allColumns[word] & ~uncovered, word * WordBits,
-                          [&](std::size_t column) { move(column, hn::Zero(d)); });
+                std::uint64_t const covered = allColumns[word] & ~uncovered;
+                if (CanOverflow || isNegative) {
+                    VisitBits(covered, word * WordBits,
+                              [&](std::size_t column) { move(column, hn::Zero(d)); });
+                } else {
+                    // Where nothing is negative all that rises is no zero then.
+                    auto const unraised = static_cast<RowBits>(uncoveredRows[group]);
+                    VisitBits(covered, word * WordBits, [&](std::size_t column) {
+                        RaiseCells<GroupRows>(CellsOf(group, column), raises);
+                        *ZerosOf(group, column) &= unraised;
+                    });
+                }
             }
             rowsWithZero[group] = found & uncoveredRows[group];
         }
@@ -314,11 +351,13 @@ private:
 
     std::size_t rows;
     std::size_t columns;
-    double reach;  // no finite cell is further from 0
+    bool isNegative;  // some cost is
+    double reach;     // no finite cell is further from 0
     Marking marking;
     Workspace workspace;
     float* cells;                // column after column of a group, group after group
     float* coveredMask;          // all bits of a covered row's element
+    float* leastOfRow;           // of its values in uncovered columns, while it is not covered
     RowBits* zeros;              // likewise: where a column of a group holds 0
     std::uint64_t* freeColumns;  // those without a star
     std::uint64_t* allColumns;
@@ -330,22 +369,22 @@ private:
 };
 
 template <std::size_t GroupRows, bool IsSmall>
-void Run(float const* costs, float largest, std::size_t rows, std::size_t columns,
+void Run(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns,
          std::uint8_t* marks) {
-    Dense<GroupRows, IsSmall> solver(costs, largest, rows, columns);
+    Dense<GroupRows, IsSmall> solver(costs, survey, rows, columns);
     solver.Run();
     solver.WriteMarks(marks);
 }
 
-void SolveDenseInLanes(float const* costs, float largest, std::size_t rows, std::size_t columns,
-                       std::uint8_t* marks) {
+void SolveDenseInLanes(float const* costs, Survey const& survey, std::size_t rows,
+                       std::size_t columns, std::uint8_t* marks) {
     bool const isSmall = rows <= 64 && columns <= 64;
     auto const run = !isSmall     ? (rows <= 16 ? Run<16, false> : Run<64, false>)
                      : rows <= 16 ? Run<16, true>
                      : rows <= 32 ? Run<32, true>
                      : rows <= 48 ? Run<48, true>
                                   : Run<64, true>;
-    run(costs, largest, rows, columns, marks);
+    run(costs, survey, rows, columns, marks);
 }
 
 }  // namespace
@@ -357,9 +396,9 @@ namespace kes::algorithm::tracking_base::hungarian {
 
 HWY_EXPORT(SolveDenseInLanes);
 
-void SolveDense(float const* costs, float largest, std::size_t rows, std::size_t columns,
+void SolveDense(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns,
                 std::uint8_t* marks) {
-    HWY_DYNAMIC_DISPATCH(SolveDenseInLanes)(costs, largest, rows, columns, marks);
+    HWY_DYNAMIC_DISPATCH(SolveDenseInLanes)(costs, survey, rows, columns, marks);
 }
 
 }  // namespace kes::algorithm::tracking_base::hungarian

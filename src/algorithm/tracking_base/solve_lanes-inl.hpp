@@ -49,6 +49,73 @@ HWY_INLINE std::uint64_t BitsOf(D d, hn::Mask<D> mask) {
     return bits;
 }
 
+#if HWY_TARGET != HWY_SCALAR
+// The same for four vectors of at most 8 lanes. Where masks are vectors, four of them side by side
+// in bytes cost less than one after the other.
+HWY_INLINE std::uint64_t BitsOfFour(hn::Mask<Floats> a, hn::Mask<Floats> b, hn::Mask<Floats> c,
+                                    hn::Mask<Floats> d) {
+    Integers const di;
+    hn::Repartition<std::uint16_t, Integers> const d16;
+    hn::Repartition<std::uint8_t, Integers> const d8;
+    auto const bytes = [&](hn::Mask<Floats> mask) HWY_ATTR {
+        return hn::BitCast(d8, hn::VecFromMask(di, hn::RebindMask(di, mask)));
+    };
+    // Each 32 bits: a byte of each vector's lane.
+    auto const ab = hn::BitCast(d16, hn::OddEven(bytes(b), bytes(a)));
+    auto const cd = hn::BitCast(d16, hn::OddEven(bytes(d), bytes(c)));
+    auto const abcd = hn::BitCast(d8, hn::OddEven(cd, ab));
+    // Each 128 bits: four bytes of each vector, and then all of a vector's bytes together.
+    HWY_ALIGN static constexpr std::uint8_t ByVector[] = {0,  4,  8, 12, 1,  5,  9, 13, 2,  6, 10,
+                                                          14, 3,  7, 11, 15, 0,  4, 8,  12, 1, 5,
+                                                          9,  13, 2, 6,  10, 14, 3, 7,  11, 15};
+    auto inOrder = hn::TableLookupBytes(abcd, hn::Load(d8, ByVector));
+    if constexpr (hn::MaxLanes(Floats()) == 8) {
+        HWY_ALIGN static constexpr std::int32_t LowerThenUpper[] = {0, 4, 1, 5, 2, 6, 3, 7};
+        auto const indices = hn::SetTableIndices(di, LowerThenUpper);
+        inOrder = hn::BitCast(d8, hn::TableLookupLanes(hn::BitCast(di, inOrder), indices));
+    }
+    return BitsOf(d8, hn::MaskFromVec(inOrder));
+}
+#endif
+
+// Takes a step for each vector of Count elements, at most 64. Returns a bit for each element for
+// which a step's mask is true.
+template <std::size_t Count, class Step>
+HWY_INLINE std::uint64_t BitsOfSteps(Step step) {
+    constexpr std::size_t Lanes = hn::MaxLanes(Floats());
+    std::uint64_t bits = 0;
+    std::size_t i = 0;
+#if HWY_TARGET != HWY_SCALAR
+    if constexpr (Lanes <= 8) {
+        for (; i + 4 * Lanes <= Count; i += 4 * Lanes) {
+            auto const a = step(i), b = step(i + Lanes), c = step(i + 2 * Lanes),
+                       d = step(i + 3 * Lanes);
+            bits |= BitsOfFour(a, b, c, d) << i;
+        }
+    }
+#endif
+    for (; i < Count; i += Lanes) bits |= BitsOf(Floats(), step(i)) << i;
+    return bits;
+}
+
+// yes where the mask is true, and no elsewhere. IfThenElse and a store can become a masked store; a
+// read of the vector would then wait until that has reached memory.
+template <class D>
+HWY_INLINE hn::Vec<D> Select(D d, hn::Mask<D> mask, hn::Vec<D> yes, hn::Vec<D> no) {
+    return hn::IfVecThenElse(hn::VecFromMask(d, mask), yes, no);
+}
+
+// Writes an element with the whole of its vector, for the same reason.
+HWY_INLINE void SetElement(float value, std::size_t index, float* values) {
+    Floats const d;
+    Integers const di;
+    std::size_t const lane = index % hn::Lanes(d);
+    auto const isThis = hn::Eq(hn::Iota(di, 0), hn::Set(di, static_cast<std::int32_t>(lane)));
+    float* const vector = values + (index - lane);
+    hn::Store(Select(d, hn::RebindMask(d, isThis), hn::Set(d, value), hn::Load(d, vector)), d,
+              vector);
+}
+
 // Takes a step for each vector of `count` elements. Returns the first element for which a step's
 // mask is true. Branches once for 64 elements, as no processor foresees where that is.
 template <class Step>
@@ -103,7 +170,7 @@ HWY_INLINE void ReplaceAll(std::int32_t from, std::int32_t to, std::size_t count
     auto const replacement = hn::Set(d, to);
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
         auto const value = hn::Load(d, values + i);
-        hn::Store(hn::IfThenElse(hn::Eq(value, old), replacement, value), d, values + i);
+        hn::Store(Select(d, hn::Eq(value, old), replacement, value), d, values + i);
     }
 }
 
@@ -185,7 +252,13 @@ HWY_INLINE void AddToAll(float amount, std::size_t count, float* values) {
     }
 }
 
-// out = (costs + rise) * shrink - fall, for cells of one row. Returns the least.
+// Below what cells with these costs hold by now.
+HWY_INLINE hn::Vec<Floats> Bound(hn::Vec<Floats> costs, hn::Vec<Floats> rise,
+                                 hn::Vec<Floats> shrink, hn::Vec<Floats> fall) {
+    return hn::Sub(hn::Mul(hn::Add(costs, rise), shrink), fall);
+}
+
+// The bounds of one row's cells. Returns the least.
 HWY_INLINE float BoundRow(float const* costs, float rise, float shrink, float const* fall,
                           std::size_t count, float* out) {
     Floats const d;
@@ -193,8 +266,7 @@ HWY_INLINE float BoundRow(float const* costs, float rise, float shrink, float co
     auto const added = hn::Set(d, rise);
     auto least = hn::Set(d, std::numeric_limits<float>::infinity());
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const raised = hn::Add(hn::Load(d, costs + i), added);
-        auto const bound = hn::Sub(hn::Mul(raised, factor), hn::Load(d, fall + i));
+        auto const bound = Bound(hn::Load(d, costs + i), added, factor, hn::Load(d, fall + i));
         least = hn::Min(least, bound);
         hn::Store(bound, d, out + i);
     }
@@ -207,7 +279,7 @@ struct LeastBound {
     std::int32_t index;
 };
 
-// Of the bounds of BoundRow.
+// Of the bounds of one row's cells.
 HWY_INLINE LeastBound FindLeastBound(float const* costs, float rise, float shrink,
                                      float const* fall, std::size_t count) {
     Floats const d;
@@ -220,8 +292,7 @@ HWY_INLINE LeastBound FindLeastBound(float const* costs, float rise, float shrin
     auto here = hn::Iota(di, 0);
     auto const step = hn::Set(di, static_cast<std::int32_t>(hn::Lanes(d)));
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const raised = hn::Add(hn::Load(d, costs + i), added);
-        auto const bound = hn::Sub(hn::Mul(raised, factor), hn::Load(d, fall + i));
+        auto const bound = Bound(hn::Load(d, costs + i), added, factor, hn::Load(d, fall + i));
         index = hn::IfThenElse(hn::RebindMask(di, hn::Lt(bound, least)), here, index);
         others = hn::Min(others, hn::Max(bound, least));
         least = hn::Min(least, bound);
@@ -236,7 +307,7 @@ HWY_INLINE LeastBound FindLeastBound(float const* costs, float rise, float shrin
             indices[lane]};
 }
 
-// The first index from `from` on whose bound, as in BoundRow, is at most 0.
+// The first index from `from` on whose bound is at most 0.
 HWY_INLINE std::size_t FirstBoundAtMostZero(float const* costs, float rise, float shrink,
                                             float const* fall, std::size_t from,
                                             std::size_t count) {
@@ -245,8 +316,8 @@ HWY_INLINE std::size_t FirstBoundAtMostZero(float const* costs, float rise, floa
     auto const added = hn::Set(d, rise);
     std::size_t const lanes = hn::Lanes(d);
     for (std::size_t i = from / lanes * lanes; i < count; i += lanes) {
-        auto const raised = hn::Add(hn::Load(d, costs + i), added);
-        auto isFound = hn::Le(hn::Mul(raised, factor), hn::Load(d, fall + i));
+        auto const bound = Bound(hn::Load(d, costs + i), added, factor, hn::Load(d, fall + i));
+        auto isFound = hn::Le(bound, hn::Zero(d));
         if (i < from) isFound = hn::AndNot(hn::FirstN(d, from - i), isFound);
         std::intptr_t const lane = hn::FindFirstTrue(d, isFound);
         if (lane >= 0) return i + static_cast<std::size_t>(lane);
@@ -326,18 +397,18 @@ struct RowBounds {
 
 // Bounds a phase's start from: those of the least and of the next cost among the free columns,
 // whose fall is the same.
-HWY_INLINE void StartRows(RowBounds const& costs, float const* rise, float shrink, float fall,
-                          std::size_t count, RowBounds const& rows) {
+HWY_INLINE void StartRows(RowBounds costs, float const* rise, float shrink, float fall,
+                          std::size_t count, RowBounds rows) {
     Floats const d;
     Integers const di;
     auto const factor = hn::Set(d, shrink);
     auto const subtracted = hn::Set(d, fall);
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
         auto const added = hn::Load(d, rise + i);
-        auto const least = hn::Mul(hn::Add(hn::Load(d, costs.least + i), added), factor);
-        auto const second = hn::Mul(hn::Add(hn::Load(d, costs.second + i), added), factor);
-        hn::Store(hn::Sub(least, subtracted), d, rows.least + i);
-        hn::Store(hn::Sub(second, subtracted), d, rows.second + i);
+        auto const least = Bound(hn::Load(d, costs.least + i), added, factor, subtracted);
+        auto const second = Bound(hn::Load(d, costs.second + i), added, factor, subtracted);
+        hn::Store(least, d, rows.least + i);
+        hn::Store(second, d, rows.second + i);
         hn::Store(hn::Load(di, costs.column + i), di, rows.column + i);
     }
 }
@@ -345,16 +416,14 @@ HWY_INLINE void StartRows(RowBounds const& costs, float const* rise, float shrin
 // Takes a column's bounds into those of the rows. Returns the first row whose least is then at most
 // 0.
 HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, float const* rise,
-                                   float shrink, float fall, std::size_t count,
-                                   RowBounds const& rows) {
+                                   float shrink, float fall, std::size_t count, RowBounds rows) {
     Floats const d;
     Integers const di;
     auto const factor = hn::Set(d, shrink);
     auto const subtracted = hn::Set(d, fall);
     auto const name = hn::Set(di, column);
     return FirstOfSteps(count, [&](std::size_t i) {
-        auto const raised = hn::Add(hn::Load(d, costs + i), hn::Load(d, rise + i));
-        auto const bound = hn::Sub(hn::Mul(raised, factor), subtracted);
+        auto const bound = Bound(hn::Load(d, costs + i), hn::Load(d, rise + i), factor, subtracted);
         auto least = hn::Load(d, rows.least + i);
         auto const second = hn::Load(d, rows.second + i);
         auto const isLess = hn::Lt(bound, least);
@@ -362,13 +431,13 @@ HWY_INLINE std::size_t MergeColumn(std::int32_t column, float const* costs, floa
         least = hn::Min(bound, least);
         hn::Store(least, d, rows.least + i);
         auto const old = hn::Load(di, rows.column + i);
-        hn::Store(hn::IfThenElse(hn::RebindMask(di, isLess), name, old), di, rows.column + i);
+        hn::Store(Select(di, hn::RebindMask(di, isLess), name, old), di, rows.column + i);
         return hn::Le(least, hn::Zero(d));
     });
 }
 
 // Subtracts a move from the rows' bounds. Returns the first row whose least is then at most 0.
-HWY_INLINE std::size_t SubtractMove(float move, std::size_t count, RowBounds const& rows) {
+HWY_INLINE std::size_t SubtractMove(float move, std::size_t count, RowBounds rows) {
     Floats const d;
     auto const amount = hn::Set(d, move);
     return FirstOfSteps(count, [&](std::size_t i) {
