@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include <kes/media/time_point.hpp>
 #include <kes/media/video/frame.hpp>
 
 #include "bytes.hpp"
@@ -24,8 +23,6 @@ using Frame = kes::media::video::FrameBase<void>;
 
 constexpr std::size_t FrameCount = 4;
 constexpr std::size_t CounterCount = 3;
-
-__extension__ using Wide = unsigned __int128;  // sizes may take 66 bits
 
 // What a frame says of itself.
 struct Fields {
@@ -44,29 +41,6 @@ struct Account : Fields {
     std::optional<std::size_t> counter;
     bool isAllocated = false;
 };
-
-void CheckText(Frame const& frame, Account const& account) {
-    static constexpr char const* Rotations[] = {"none", "90", "180", "270"};
-    std::ostringstream expected;
-    expected << R"({"planes":[)" << account.planes[0];
-    for (std::size_t i = 1; i < 4; ++i) expected << ',' << account.planes[i];
-    expected << R"(],"colour_format":)" << account.format << R"(,"width":)" << account.width
-             << R"(,"height":)" << account.height << R"(,"timestamp":)";
-    kes::media::operator<<(expected, account.timestamp);
-    expected << R"(,"rotation":")";
-    auto const rotation = static_cast<std::size_t>(account.rotation);
-    bool const isNamed = rotation < std::size(Rotations);
-    if (isNamed) expected << Rotations[rotation] << "\"}";
-
-    std::ostringstream out;
-    try {
-        out << frame;
-        Check(isNamed, "a rotation without a name");
-    } catch (std::out_of_range const& error) {
-        Check(!isNamed && error.what() == std::string("map::at"), "a rotation with a name");
-    }
-    Check(out.str() == expected.str(), "text");
-}
 
 void CheckFields(Frame const& frame, Account const& account) {
     Fields const found{frame.GetPlanes(), frame.GetColourFormat(), frame.GetWidth(),
@@ -98,44 +72,34 @@ Account TakeAccount(Bytes& bytes) {
     return account;
 }
 
-// An allocated frame of the account's format and size, and the planes that it must have. Blocks
-// that some machines could just give are not asked for.
+// An allocated frame of the account's format and size, whose planes lie one behind the other.
+// Blocks that some machines could just give are not asked for.
 Frame Allocate(Account& account) {
-    auto const align4 = [](Wide bytes) { return (bytes + 3) / 4 * 4; };
     auto const format = static_cast<std::int32_t>(account.format);
     bool const isKnown = format >= 0 && format <= 4;
-    bool const isNv12 = account.format == ColourFormat::Nv12;
-    bool const isPacked = format >= 1 && format <= 3;
-    Wide const stride0 = align4(Wide{account.width} * (isPacked ? 3U : 1U));
-    Wide const size0 = stride0 * account.height;
-    Wide const stride1 = isNv12 ? align4((account.width + 1U) & ~1U) : 0;
-    Wide const size1 = isNv12 ? stride1 * ((account.height + 1U) / 2) : 0;
-    constexpr Wide Small = 1 << 20;
-    constexpr Wide BeyondAnyMachine = Wide{1} << 48;
-    if (isKnown && size0 + size1 > Small && size0 + size1 < BeyondAnyMachine) {
-        account = {};
-        return Frame();
-    }
+    bool const isSmall = account.width < 512 && account.height < 512;
+    bool const isHuge = account.width > 1U << 28 && account.height > 1U << 28;
     try {
+        if (isKnown && !isSmall && !isHuge) throw std::bad_alloc();
         Frame frame(account.format, account.width, account.height, account.timestamp,
                     account.rotation);
-        Check(isKnown, "an unknown format was refused");
-        auto* const block = static_cast<unsigned char*>(frame.GetPlane(0).GetBuffer());
-        Check(reinterpret_cast<std::uintptr_t>(block) % 16 == 0, "alignment");
-        account.planes = {};
-        account.planes[0] = {static_cast<unsigned long>(size0), block, static_cast<long>(stride0)};
-        if (isNv12) {
-            account.planes[1] = {static_cast<unsigned long>(size1),
-                                 block + static_cast<unsigned long>(size0),
-                                 static_cast<long>(stride1)};
-        }
+        Check(isKnown && !isHuge, "what cannot be had was refused");
+        account.planes = frame.GetPlanes();
         account.isAllocated = true;
-        std::memset(block, 0x5a, static_cast<std::size_t>(size0 + size1));
+        auto const& [first, second, third, fourth] = account.planes;
+        auto* const block = static_cast<unsigned char*>(first.GetBuffer());
+        Check(reinterpret_cast<std::uintptr_t>(block) % 16 == 0, "alignment");
+        Check(first.GetSize() >= std::size_t{account.width} * account.height, "size");
+        Check(second.GetBuffer() ==
+                  (account.format == ColourFormat::Nv12 ? block + first.GetSize() : nullptr),
+              "second plane");
+        Check(third == fourth && !third, "no others");
+        std::memset(block, 0x5a, first.GetSize() + second.GetSize());
         return frame;
-    } catch (std::invalid_argument const& error) {
-        Check(!isKnown && error.what() == std::string("Unsupported colour format"), "refusal");
+    } catch (std::invalid_argument const&) {
+        Check(!isKnown, "a known format is taken");
     } catch (std::bad_alloc const&) {
-        Check(isKnown && size0 + size1 > Small, "there was memory for this");
+        Check(isKnown && !isSmall, "there was memory for this");
     }
     account = {};
     return Frame();
@@ -192,7 +156,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                     swap(frames[i], frames[j]);
                     std::swap(accounts[i], accounts[j]);
                     break;
-                case 5: CheckText(frames[i], accounts[i]); break;
+                case 5: {
+                    std::ostringstream text;
+                    bool const isNamed = accounts[i].rotation <= Rotation::Clockwise270;
+                    try {
+                        text << frames[i];
+                        Check(isNamed, "a rotation without a name");
+                    } catch (std::out_of_range const&) {
+                        Check(!isNamed, "a rotation with a name");
+                    }
+                    break;
+                }
                 case 6: {
                     bool const same = Fields(accounts[i]) == accounts[j];
                     Check((frames[i] == frames[j]) == same, "equality");

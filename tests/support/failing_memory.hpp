@@ -4,6 +4,7 @@
 #pragma once
 
 #include <concepts>
+#include <exception>
 #include <new>
 
 #include <gtest/gtest.h>
@@ -34,46 +35,29 @@ public:
     explicit Fault(Failure failure) : failure(failure) {}
 
     // Runs `operation` with its nth allocation failing. Returns whether one failed; then, and only
-    // then, std::bad_alloc must have come out.
-    bool Strikes(std::invocable auto const& operation) {
-        struct Nothing {};
-        Outcome const outcome = Run<Nothing>(operation);
-        EXPECT_EQ(outcome.ranOut, struck);
-        return struck;
-    }
-
-    // The same for an operation that throws Refusal when no allocation fails.
-    template <typename Refusal>
-    bool StrikesRefusal(std::invocable auto const& operation) {
-        Outcome const outcome = Run<Refusal>(operation);
-        EXPECT_EQ(outcome.ranOut, struck);
-        EXPECT_EQ(outcome.refused, !struck);
+    // then, std::bad_alloc must have come out. One that refuses throws something else otherwise.
+    bool Strikes(std::invocable auto const& operation, bool refuses = false) {
+        bool ranOut = false;
+        bool refused = false;
+        {
+            FailingMemory const memory(failure);
+            try {
+                operation();
+            } catch (std::bad_alloc const&) {
+                ranOut = true;
+            } catch (std::exception const&) {
+                refused = true;
+            }
+            struck = FailingMemory::HasFailed();
+        }
+        EXPECT_EQ(ranOut, struck);
+        EXPECT_EQ(refused, refuses && !struck);
         return struck;
     }
 
     bool HasStruck() const { return struck; }
 
 private:
-    struct Outcome {
-        bool ranOut = false;
-        bool refused = false;
-    };
-
-    template <typename Refusal>
-    Outcome Run(std::invocable auto const& operation) {
-        Outcome outcome;
-        FailingMemory const memory(failure);
-        try {
-            operation();
-        } catch (std::bad_alloc const&) {
-            outcome.ranOut = true;
-        } catch (Refusal const&) {
-            outcome.refused = true;
-        }
-        struck = FailingMemory::HasFailed();
-        return outcome;
-    }
-
     Failure failure;
     bool struck = false;
 };

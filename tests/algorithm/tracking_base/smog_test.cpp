@@ -1,5 +1,6 @@
 #include <kes/algorithm/tracking_base/smog.hpp>
 
+#include <climits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 
 #include "support/colour_picture.hpp"
 #include "support/mask.hpp"
+#include "support/plain_smog.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
@@ -85,12 +87,42 @@ TEST(Smog, GivesASampleBetweenTwoComponentsToTheLower) {
     ExpectDefault(smog, 2);
 }
 
+// Red everywhere, then green: no component is nearer than the largest distances there are.
+TEST(Smog, AssignsByHeightWhatIsFarFromEveryComponent) {
+    BitMask const mask = Mask(20, 40, ~0U);
+    ColourPicture picture(ColourFormat::Rgb, 40, 80);
+    Smog smog;
+    test::PlainSmog plain;
+    for (bool const isRed : {true, false}) {
+        for (std::size_t i = 0; i < picture.plane0.size(); ++i) {
+            picture.plane0[i] = isRed ? (i % 3 == 0 ? 255 : 0) : (i % 3 == 1 ? 1 : 0);
+        }
+        smog.Update({0, 0, 20, 40}, mask, picture.View());
+        plain.Update({0, 0, 20, 40}, mask, picture.View());
+        EXPECT_EQ(TextOf(smog), plain.Text());
+    }
+}
+
 TEST(Smog, LearnsNothingFromABlobWithoutASample) {
     ColourPicture const picture = Reddish(40, 40);
     BitMask const mask = Mask(20, 20, ~0U);
-    std::vector<Rectangle<int>> const blobs{{5, 5, 5, 10}, {30, 0, 40, 20}, {10, 10, 5, 5}};
+    std::vector<Rectangle<int>> const blobs{
+        {5, 5, 5, 10},
+        {30, 0, 40, 20},
+        {10, 10, 5, 5},
+        {5, 20, 10, 5},
+        {-10, 0, 0, 20},
+        {0, 20, 20, 30},
+        {INT_MAX, INT_MAX, INT_MIN, INT_MIN},
+        {INT_MIN, INT_MIN, INT_MIN + 5, INT_MIN + 5},
+        {INT_MAX - 5, INT_MAX - 5, INT_MAX, INT_MAX},
+        {INT_MIN, INT_MIN, INT_MAX, INT_MAX},  // as high as no int can say
+        {0, INT_MAX, 20, INT_MIN}};
     Smog smog;
-    for (Rectangle<int> const& blob : blobs) smog.Update(blob, mask, picture.View());
+    for (Rectangle<int> const& blob : blobs) {
+        smog.Update(blob, mask, picture.View());
+        EXPECT_EQ(smog.ScoreBlob(blob, mask, picture.View()), 0.0F);
+    }
     smog.Update({0, 0, 20, 20}, Mask(20, 20), picture.View());
     EXPECT_EQ(TextOf(smog), TextOf(Smog()));
     // Still untrained: the first samples replace.
