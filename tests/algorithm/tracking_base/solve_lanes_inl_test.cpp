@@ -1,0 +1,74 @@
+// What matrices seldom show of the solver's passes, in every instruction set.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "algorithm/tracking_base/solve_lanes_inl_test.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/instruction_sets.hpp"
+
+#include "algorithm/tracking_base/solve_lanes-inl.hpp"
+
+HWY_BEFORE_NAMESPACE();
+namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
+
+template <std::size_t Rows>
+void CheckReplayMovesOf() {
+    constexpr std::size_t Moves = 37;
+    constexpr std::size_t Stride = 2 * LaneMultiple;
+    std::mt19937 random(Rows);
+    auto const fill = [&random](float* values, std::size_t count) {
+        std::uniform_real_distribution<float> unit(0, 1);
+        std::generate_n(values, count, [&] { return unit(random); });
+    };
+    std::vector<float> added(Moves * Rows);
+    std::vector<float> subtracted(Moves * Stride);
+    HWY_ALIGN float cells[Rows * Stride];
+    fill(added.data(), added.size());
+    fill(subtracted.data(), subtracted.size());
+    fill(cells, Rows * Stride);
+
+    std::vector<float> expected(cells, cells + Rows * Stride);
+    for (std::size_t row = 0; row < Rows; ++row) {
+        for (std::size_t i = 0; i < LaneMultiple; ++i) {
+            float& cell = expected[row * Stride + i];
+            for (std::size_t move = 0; move < Moves; ++move) {
+                cell += added[move * Rows + row];
+                cell -= subtracted[move * Stride + i];
+            }
+        }
+    }
+    ReplayMoves<Rows>(added.data(), subtracted.data(), Stride, Moves, cells, Stride);
+    EXPECT_EQ(std::vector<float>(cells, cells + Rows * Stride), expected) << Rows << " rows";
+}
+
+void CheckReplayMoves() {
+    CheckReplayMovesOf<1>();
+    CheckReplayMovesOf<4>();
+}
+
+}  // namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kes::algorithm::tracking_base::hungarian {
+
+HWY_EXPORT(CheckReplayMoves);
+
+namespace {
+
+class SolveLanes : public test::EachInstructionSet {};
+
+TEST_P(SolveLanes, AddThenSubtractEachMoveInItsTurn) { HWY_DYNAMIC_DISPATCH(CheckReplayMoves)(); }
+
+INSTANTIATE_TEST_SUITE_P(In, SolveLanes, testing::ValuesIn(test::InstructionSets()), test::NameOf);
+
+}  // namespace
+}  // namespace kes::algorithm::tracking_base::hungarian
+#endif
