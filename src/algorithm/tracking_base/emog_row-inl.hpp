@@ -30,13 +30,13 @@ using V16 = hn::Vec<D16>;
 using Lanes = hn::Mask<D16>;  // a truth for each cell
 constexpr std::size_t StripCells = hn::MaxLanes(D16());
 
-// Squares need 32 bits and come in two vectors, which hold the lower and the upper half of each
-// 16-byte block of the cells: the order of Highway's Interleave and of its ReorderDemote2To.
+// Squares need 32 bits and come in two vectors, for the cells with even and with odd numbers. To
+// part these and to join them again takes no shuffles, of which transposing needs many.
 using D32 = hn::Repartition<std::int32_t, D16>;
 using V32 = hn::Vec<D32>;
 struct Wide {
-    V32 lower;
-    V32 upper;
+    V32 even;
+    V32 odd;
 };
 
 struct Features {
@@ -101,12 +101,17 @@ HWY_INLINE V16 Tolerance(D16 d, V16 stdDev, std::uint32_t scale) {
     return hn::Add(hn::Mul(stdDev, h), hn::MulHigh(stdDev, l));
 }
 
-HWY_INLINE Wide Square(D16 d, V16 v) {
-    D32 const d32;
-    V16 const low = hn::Mul(v, v);
-    V16 const high = hn::MulHigh(v, v);
-    return {hn::BitCast(d32, hn::InterleaveLower(d, low, high)),
-            hn::BitCast(d32, hn::InterleaveUpper(d, low, high))};
+HWY_INLINE Wide Square(V16 v) {
+    D32 const d;
+    hn::RebindToUnsigned<D32> const du;
+    V32 const even = hn::And(hn::BitCast(d, v), hn::Set(d, 0xFFFF));
+    V32 const odd = hn::BitCast(d, hn::ShiftRight<16>(hn::BitCast(du, v)));
+    return {hn::Mul(even, even), hn::Mul(odd, odd)};
+}
+
+// The lower halves of the one and the upper halves of the other.
+HWY_INLINE V16 Join(D16 d, V32 lower, V32 upper) {
+    return hn::OddEven(hn::BitCast(d, upper), hn::BitCast(d, lower));
 }
 
 // Below this deviation roots and means are simpler to make: 16 luminance steps.
@@ -125,16 +130,24 @@ HWY_INLINE V32 FloorSqrt(V32 v) {
     return hn::Add(nearest, hn::VecFromMask(d, hn::Gt(hn::Mul(nearest, nearest), v)));
 }
 
+HWY_INLINE V16 FloorSqrt(D16 d, Wide const& v) {
+    return Join(d, FloorSqrt(v.even), hn::ShiftLeft<16>(FloorSqrt(v.odd)));
+}
+
 // The same for 0 < v < Far^2, which a float holds exactly. The root of n^2 - 1 is more than 1 / 2n
 // below n, at least half the step between floats there, so no root is rounded up to n. The sum of a
 // root and 2^22 - 1/4 lies where floats are 1/2 apart, and its nearest float (of two, the even one,
-// which is whole) is n for roots from n on and at most n + 1/2 for those below n + 1.
-HWY_INLINE V32 FloorSqrtNear(V32 v) {
-    D32 const d;
+// which is whole) is n for roots from n on and at most n + 1/2 for those below n + 1. Its bits 1 to
+// 16 are n.
+HWY_INLINE V16 FloorSqrtNear(D16 d, Wide const& v) {
+    D32 const d32;
     hn::RebindToFloat<D32> const df;
-    V32 const bitsBelowTwoTo22 = hn::Set(d, 0x4A7FFFFF);
-    auto const halves = hn::Add(hn::Sqrt(hn::ConvertTo(df, v)), hn::BitCast(df, bitsBelowTwoTo22));
-    return hn::And(hn::ShiftRight<1>(hn::BitCast(d, halves)), hn::Set(d, 0xFFFF));
+    V32 const bitsBelowTwoTo22 = hn::Set(d32, 0x4A7FFFFF);
+    auto const halves = [&](V32 squared) HWY_ATTR {
+        auto const root = hn::Sqrt(hn::ConvertTo(df, squared));
+        return hn::BitCast(d32, hn::Add(root, hn::BitCast(df, bitsBelowTwoTo22)));
+    };
+    return Join(d, hn::ShiftRight<1>(halves(v.even)), hn::ShiftLeft<15>(halves(v.odd)));
 }
 
 // Learning weights, out of 256. Steps are rounded toward minus infinity.
@@ -442,22 +455,17 @@ HWY_INLINE void ClearYounger(D16 d, CellLanes& cell, Placement const& placement)
 // The mode that has matched, one observation on.
 template <class Rate>
 HWY_INLINE FeatureLanes Learned(D16 d, FeatureLanes const& old, V16 feature, Rate const& rate) {
-    hn::Repartition<std::int16_t, D16> const di16;
-    Wide const squared = Square(d, AbsoluteDifference(feature, old.mean));
-    Wide const oldSquared = Square(d, old.stdDev);
-    V32 const lower = rate.Move(oldSquared.lower, ClampSquaredDeviation(squared.lower));
-    V32 const upper = rate.Move(oldSquared.upper, ClampSquaredDeviation(squared.upper));
-    auto const stdDev = hn::ReorderDemote2To(di16, FloorSqrt(lower), FloorSqrt(upper));
-    return {rate.Move(d, old.mean, feature), hn::BitCast(d, stdDev)};
+    Wide const squared = Square(AbsoluteDifference(feature, old.mean));
+    Wide const oldSquared = Square(old.stdDev);
+    V32 const even = rate.Move(oldSquared.even, ClampSquaredDeviation(squared.even));
+    V32 const odd = rate.Move(oldSquared.odd, ClampSquaredDeviation(squared.odd));
+    return {rate.Move(d, old.mean, feature), FloorSqrt(d, {even, odd})};
 }
 
 // The deviation that a mode is reset to: that of this one observation.
 HWY_INLINE V16 ResetStdDev(D16 d, V16 oldMean, V16 feature) {
-    hn::Repartition<std::int16_t, D16> const di16;
-    Wide const squared = Square(d, AbsoluteDifference(feature, oldMean));
-    V32 const lower = FloorSqrt(ClampSquaredDeviation(squared.lower));
-    V32 const upper = FloorSqrt(ClampSquaredDeviation(squared.upper));
-    return hn::BitCast(d, hn::ReorderDemote2To(di16, lower, upper));
+    Wide const squared = Square(AbsoluteDifference(feature, oldMean));
+    return FloorSqrt(d, {ClampSquaredDeviation(squared.even), ClampSquaredDeviation(squared.odd)});
 }
 
 template <class Rate>
@@ -511,15 +519,13 @@ HWY_INLINE bool IsQuiet(D16 d, Background const& background, Features const& fea
 // Learned where no deviation reaches Far.
 template <class Rate>
 HWY_INLINE FeatureLanes LearnedNear(D16 d, FeatureLanes const& old, V16 feature, Rate const& rate) {
-    hn::Repartition<std::int16_t, D16> const di16;
     D32 const d32;
-    Wide const squared = Square(d, AbsoluteDifference(feature, old.mean));
-    Wide const oldSquared = Square(d, old.stdDev);
+    Wide const squared = Square(AbsoluteDifference(feature, old.mean));
+    Wide const oldSquared = Square(old.stdDev);
     V32 const least = hn::Set(d32, std::int32_t{MinSquaredDeviation});
-    V32 const lower = rate.Move(oldSquared.lower, hn::Max(squared.lower, least));
-    V32 const upper = rate.Move(oldSquared.upper, hn::Max(squared.upper, least));
-    auto const stdDev = hn::ReorderDemote2To(di16, FloorSqrtNear(lower), FloorSqrtNear(upper));
-    return {rate.MoveNear(d, old.mean, feature), hn::BitCast(d, stdDev)};
+    V32 const even = rate.Move(oldSquared.even, hn::Max(squared.even, least));
+    V32 const odd = rate.Move(oldSquared.odd, hn::Max(squared.odd, least));
+    return {rate.MoveNear(d, old.mean, feature), FloorSqrtNear(d, {even, odd})};
 }
 
 template <class Rate>

@@ -22,23 +22,28 @@ namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
 
 template <typename Root>
 void CheckRoots(std::int32_t last, Root const& root) {
+    D16 const d16;
     D32 const d;
     constexpr std::int32_t Count = hn::MaxLanes(D32());
     std::int32_t expected = 0;  // the root of `first`
     for (std::int32_t first = 0; first <= last; first += Count) {
-        HWY_ALIGN std::int32_t roots[Count];
-        hn::Store(root(hn::Iota(d, first)), d, roots);
-        if (first == 0) roots[0] = 0;  // which no deviation has
+        HWY_ALIGN std::uint16_t roots[2 * Count];
+        V32 const squared = hn::Iota(d, first);
+        hn::Store(root({squared, squared}), d16, roots);
+        if (first == 0) roots[0] = roots[1] = 0;  // which no deviation has
         for (std::int32_t i = 0; i < Count; ++i) {
             if ((expected + 1) * (expected + 1) <= first + i) ++expected;
-            if (roots[i] != expected) ASSERT_EQ(roots[i], expected) << "of " << first + i;
+            if (roots[2 * i] != expected) ASSERT_EQ(roots[2 * i], expected) << "of " << first + i;
+            if (roots[2 * i + 1] != expected) {
+                ASSERT_EQ(roots[2 * i + 1], expected) << "of " << first + i;
+            }
         }
     }
 }
 
 void CheckFloorSqrt() {
-    CheckRoots(MaxSquaredDeviation, [](V32 v) HWY_ATTR { return FloorSqrt(v); });
-    CheckRoots(Far * Far - 1, [](V32 v) HWY_ATTR { return FloorSqrtNear(v); });
+    CheckRoots(MaxSquaredDeviation, [](Wide v) HWY_ATTR { return FloorSqrt(D16(), v); });
+    CheckRoots(Far * Far - 1, [](Wide v) HWY_ATTR { return FloorSqrtNear(D16(), v); });
 }
 
 #else
