@@ -446,17 +446,18 @@ private:
         return BringUpToDate(cell, row, column);
     }
 
-    // Of a free cell. Boxes far apart all have the largest cost, and many rows are left with
-    // nothing else. As long as two rows have never been covered, both hold the same there.
+    // Of a free cell. Boxes far apart all cost the largest, and many rows are left with nothing
+    // else: as long as they have not been covered they all hold the same there.
     float ValueOfLargest(std::size_t row, std::size_t column) {
-        std::size_t const firstCovered = history.FirstCovered(row);
-        Known& known = knownFree[row];
-        known = Known{1, 0, largest, largest};
-        if (knownLargest.columnAfter != 0 && knownLargest.moves <= firstCovered) {
-            known = knownLargest;
+        Known const start{1, 0, largest, largest};
+        if (history.WasCovered(row)) {
+            knownFree[row] = start;
+            return BringUpToDate(knownFree[row], row, column);
         }
-        float const value = BringUpToDate(known, row, column);
-        if (history.Size() <= firstCovered) knownLargest = known;
+        if (knownLargest.columnAfter == 0) knownLargest = start;
+        float const value = BringUpToDate(knownLargest, row, column);
+        assert(value == history.Replay(largest, 0, row, column));
+        knownFree[row] = knownLargest;
         return value;
     }
 

@@ -94,14 +94,9 @@ float MoveHistory::Replay(float value, std::size_t from, std::size_t row,
     return value;
 }
 
-std::size_t MoveHistory::FirstCovered(std::size_t row) const {
-    for (std::size_t word = 0; word * MovesPerWord < phaseStart; ++word) {
-        std::uint64_t const found = CoveredBits(row, word);
-        if (found != 0) {
-            return word * MovesPerWord + static_cast<std::size_t>(std::countr_zero(found));
-        }
-    }
-    return Never;
+bool MoveHistory::WasCovered(std::size_t row) const {
+    std::uint64_t const* const rises = covered + row * wordsPerLine;
+    return std::any_of(rises, rises + wordsPerLine, [](std::uint64_t bits) { return bits != 0; });
 }
 
 std::uint64_t MoveHistory::CoveredBits(std::size_t row, std::size_t word) const {

@@ -57,8 +57,8 @@ public:
     // has not been covered and that the column is uncovered.
     float Replay(float value, std::size_t from, std::size_t row, std::size_t column) const;
 
-    // The first move, but not of this phase, that found the row covered; if none did, no move's.
-    std::size_t FirstCovered(std::size_t row) const;
+    // Whether a move found the row covered. Without this phase.
+    bool WasCovered(std::size_t row) const;
 
     // Whether the row was covered, the column uncovered, at moves 64 * word and after, as bits from
     // the least significant on. Without this phase.
