@@ -135,21 +135,20 @@ TEST(ReadMask, TakesColourImagesAndRefusesOthers) {
 
     test::WriteFile(folder / "words.png", "no image");
     test::WriteFile(folder / "cut.png", test::ReadFile(folder / "colour.png").substr(0, 30));
-    for (char const* const name : {"absent.png", "words.png", "cut.png"}) {
+    std::pair<char const*, char const*> const refused[] = {
+        {"absent.png", ""},
+        {"words.png", ""},
+        {"cut.png", ""},
+        {"colour.png", "is 64 x 48; the frames are 64 x 50"}};
+    for (auto const& [name, message] : refused) {
         try {
-            video::ReadMask(folder / name, {64, 48});
+            video::ReadMask(folder / name, {64, 50});
             ADD_FAILURE() << name << " was read";
         } catch (Failure const& failure) {
             EXPECT_EQ(failure.Code(), ExitCode::BadSideInput) << name;
+            EXPECT_EQ(std::string(failure.what()).rfind(folder / name + ": " + message, 0), 0U)
+                << failure.what();
         }
-    }
-    try {
-        video::ReadMask(folder / "colour.png", {64, 50});
-        ADD_FAILURE();
-    } catch (Failure const& failure) {
-        EXPECT_EQ(failure.Code(), ExitCode::BadSideInput);
-        EXPECT_EQ(failure.what(),
-                  folder / "colour.png" + std::string(": is 64 x 48; the frames are 64 x 50"));
     }
 }
 

@@ -119,13 +119,6 @@ TEST(Nv12Converter, TurnsAPictureStoredBottomUp) {
     }
 }
 
-TEST(Nv12Converter, ScalesToTheSizeAsked) {
-    av::Frame const decoded = test::MakePicture(AV_PIX_FMT_YUV420P, 64, 48, 0);
-    for (Size const size : {Size{32, 24}, Size{128, 96}, Size{33, 17}, Size{16, 200}}) {
-        EXPECT_EQ(SizeOf(Nv12Converter().Convert(*decoded, size)), size);
-    }
-}
-
 TEST(Upright, TurnsLuminanceAndChromaClockwise) {
     using media::video::frame::Rotation;
     struct Case {

@@ -209,22 +209,6 @@ TEST(Reader, RefusesWhatIsNoVideoInOneLine) {
     EXPECT_THROW(Reader(folder / "whole.mkv", {.start = 10s}), Failure);
 }
 
-TEST(Reader, SaysHowFarAClipThatWasCutShortCame) {
-    test::Folder const folder;
-    for (char const* const name : {"clip.mkv", "clip.avi"}) {
-        SCOPED_TRACE(name);
-        MakeClip(folder / name, {.frames = 60});
-        std::string const whole = test::ReadFile(folder / name);
-        std::string const cut = folder / (std::string("cut_") + name);
-        test::WriteFile(cut, std::string_view(whole).substr(0, whole.size() / 2));
-        Reader reader(cut, {});
-        std::size_t const read = ReadAll(reader).size();
-        EXPECT_GT(read, 20U);
-        EXPECT_LT(read, 40U);
-        EXPECT_TRUE(reader.Fault().has_value());
-    }
-}
-
 TEST(Reader, GoesOnAfterDamageAndTellsOfIt) {
     test::Folder const folder;
     for (char const* const codec : {"mpeg4", "mpeg2video", "libx264"}) {
@@ -241,18 +225,6 @@ TEST(Reader, GoesOnAfterDamageAndTellsOfIt) {
         EXPECT_GT(ReadAll(reader).size(), 5U);
         EXPECT_TRUE(reader.Fault().has_value());
     }
-}
-
-TEST(Reader, StopsWhenCancelled) {
-    test::Folder const folder;
-    MakeClip(folder / "clip.mkv", {.frames = 30});
-    bool isCancelled = false;
-    Reader reader(folder / "clip.mkv", {.isCancelled = [&] { return isCancelled; }});
-    ASSERT_TRUE(reader.Next());
-    ASSERT_TRUE(reader.Next());
-    isCancelled = true;
-    EXPECT_FALSE(reader.Next());
-    EXPECT_EQ(reader.Fault(), std::nullopt);
 }
 
 }  // namespace

@@ -160,25 +160,13 @@ std::int64_t BestByTrying(Jostle const& jostle) {
 TEST(Scores, PairIdentitiesAsWellAsTryingAllPairingsDoes) {
     std::mt19937 random(5);
     for (int round = 0; round < 300; ++round) {
-        auto const jostle = MakeJostle(random);
-        EXPECT_EQ(Compare(jostle.truth, jostle.result, All).identityMatches, BestByTrying(jostle))
+        auto jostle = MakeJostle(random);
+        auto const best = BestByTrying(jostle);
+        // Neither the order of lines nor the numbers themselves matter.
+        std::shuffle(jostle.truth.begin(), jostle.truth.end(), random);
+        for (auto& row : jostle.result) row.id = 1000 - 17 * row.id;
+        EXPECT_EQ(Compare(jostle.truth, jostle.result, All).identityMatches, best)
             << "round " << round;
-    }
-}
-
-TEST(Scores, DependNeitherOnTheOrderOfLinesNorOnTheNumbersThemselves) {
-    std::mt19937 random(6);
-    for (int round = 0; round < 100; ++round) {
-        auto const jostle = MakeJostle(random);
-        auto const scores = Compare(jostle.truth, jostle.result, All);
-        auto other = jostle;
-        for (auto& row : other.result) row.id = 1000 + 17 * row.id;
-        std::shuffle(other.truth.begin(), other.truth.end(), random);
-        std::stable_sort(other.truth.begin(), other.truth.end(),
-                         [](auto const& a, auto const& b) { return a.id < b.id; });
-        auto const again = Compare(other.truth, other.result, All);
-        EXPECT_EQ(again.identityMatches, scores.identityMatches) << "round " << round;
-        EXPECT_EQ(again.matches, scores.matches) << "round " << round;
     }
 }
 

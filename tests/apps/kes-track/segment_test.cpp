@@ -144,6 +144,7 @@ TEST(Segment, AnswersBadInputWithOneLineAndItsCode) {
         {{"segment", clip, "--picture", folder / "absent/p.png"}, 5, "No such file or directory"},
         {{"segment", clip, "--jsonl", "/dev/full"}, 5, "No space left"},
         {{"segment", clip, "--picture", "/dev/full"}, 5, "No space left"},
+        {{"segment", clip, "--video", "/dev/full"}, 5, "/dev/full: No space left"},
         {{"segment", clip, "--masks", folder / "words.txt"}, 5, "words.txt"},
         {{"segment", clip, "--exclude", small}, 6, "is 10 x 10; the frames are 64 x 48"},
         {{"segment", clip, "--freeze", folder / "absent.png"}, 6, "No such file or directory"},

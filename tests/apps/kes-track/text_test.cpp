@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -17,73 +18,34 @@ using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 
 TEST(ParseDuration, TakesUnitsLargestFirstAndNothingElse) {
-    struct Case {
-        char const* text;
-        std::optional<nanoseconds> expected;
-    };
-    Case const cases[] = {
-        {"0", 0ns},
-        {"0s", 0ns},
-        {"5s", 5s},
-        {"60s", 60s},
-        {"500ms", 500ms},
-        {"1.5s", 1500ms},
-        {"2m", 2min},
-        {"1h", 1h},
-        {"1m30s", 90s},
-        {"1h2m3s4ms", 1h + 2min + 3s + 4ms},
-        {"0.001ms", 1us},
-        {"366m", 366min},
-        {"", {}},
-        {"5", {}},
-        {"s", {}},
-        {"-5s", {}},
-        {"+5s", {}},
-        {"5 s", {}},
-        {" 5s", {}},
-        {"5s ", {}},
-        {".5s", {}},
-        {"5.s", {}},
-        {"1e3s", {}},
-        {"5parsecs", {}},
-        {"30s1m", {}},
-        {"1s1s", {}},
-        {"1.2.3s", {}},
-        {"nans", {}},
-        {"infs", {}},
-        {"0x10s", {}},
-        {"99999999999h", {}},
-        {"1e400s", {}},
-        {"5s\n", {}},
-        {"5S", {}},
-    };
-    for (Case const& c : cases) EXPECT_EQ(cli::ParseDuration(c.text), c.expected) << c.text;
+    std::pair<char const*, nanoseconds> const taken[] = {
+        {"0", 0ns},       {"0s", 0ns},
+        {"5s", 5s},       {"60s", 60s},
+        {"500ms", 500ms}, {"1.5s", 1500ms},
+        {"2m", 2min},     {"1h", 1h},
+        {"1m30s", 90s},   {"1h2m3s4ms", 1h + 2min + 3s + 4ms},
+        {"0.001ms", 1us}, {"366m", 366min}};
+    for (auto const& [text, value] : taken) EXPECT_EQ(cli::ParseDuration(text), value) << text;
+    for (char const* const text :
+         {"",       "5",    "s",    "-5s",   "+5s",          "5 s",    " 5s",
+          "5s ",    ".5s",  "5.s",  "1e3s",  "5parsecs",     "30s1m",  "1s1s",
+          "1.2.3s", "nans", "infs", "0x10s", "99999999999h", "1e400s", "5s\n",
+          "5S"}) {
+        EXPECT_EQ(cli::ParseDuration(text), std::nullopt) << text;
+    }
 }
 
 TEST(ParseSize, TakesTwoSidesOfAtMost16384) {
-    struct Case {
-        char const* text;
-        std::optional<cli::Size> expected;
-    };
-    Case const cases[] = {
-        {"640x480", cli::Size{640, 480}},
-        {"1x1", cli::Size{1, 1}},
-        {"16384x16384", cli::Size{16384, 16384}},
-        {"0640x0480", cli::Size{640, 480}},
-        {"16385x1", {}},
-        {"0x480", {}},
-        {"640x0", {}},
-        {"640", {}},
-        {"640x", {}},
-        {"x480", {}},
-        {"640x480x2", {}},
-        {"-640x480", {}},
-        {"640 x 480", {}},
-        {"640X480", {}},
-        {"18446744073709551617x1", {}},
-        {"", {}},
-    };
-    for (Case const& c : cases) EXPECT_EQ(cli::ParseSize(c.text), c.expected) << c.text;
+    std::pair<char const*, cli::Size> const taken[] = {{"640x480", cli::Size{640, 480}},
+                                                       {"1x1", cli::Size{1, 1}},
+                                                       {"16384x16384", cli::Size{16384, 16384}},
+                                                       {"0640x0480", cli::Size{640, 480}}};
+    for (auto const& [text, value] : taken) EXPECT_EQ(cli::ParseSize(text), value) << text;
+    for (char const* const text :
+         {"16385x1", "0x480", "640x0", "640", "640x", "x480", "640x480x2", "-640x480", "640 x 480",
+          "640X480", "18446744073709551617x1", ""}) {
+        EXPECT_EQ(cli::ParseSize(text), std::nullopt) << text;
+    }
 }
 
 TEST(ParseNumber, TakesFiniteNumbersThatFillTheText) {

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "base/failure.hpp"
 #include "draw/overlay.hpp"
 #include "support/folder.hpp"
 
@@ -74,31 +73,6 @@ TEST(Writer, KeepsUnevenTimesAndMakesThemRise) {
             EXPECT_GT(seen.times[i], seen.times[i - 1]);
         }
     }
-}
-
-TEST(Writer, NamesTheFileThatCannotBeWritten) {
-    test::Folder const folder;
-    std::string const path = folder / "absent/clip.mp4";
-    try {
-        Writer const writer(path, {64, 48}, 10.0);
-        FAIL();
-    } catch (Failure const& failure) {
-        EXPECT_EQ(failure.Code(), ExitCode::BadOutput);
-        EXPECT_EQ(failure.what(), path + ": No such file or directory");
-    }
-}
-
-TEST(Writer, FindsADiskThatIsFull) {
-    cv::Mat picture(480, 640, CV_8UC3);
-    auto const write = [&] {
-        Writer writer("/dev/full", {640, 480}, 10.0);
-        for (int i = 0; i < 10; ++i) {
-            cv::randu(picture, 0, 255);
-            writer.Write(picture, i * 100ms);
-        }
-        writer.Close();
-    };
-    EXPECT_THROW(write(), Failure);
 }
 
 }  // namespace
