@@ -358,7 +358,7 @@ private:
     float* cells;                // column after column of a group, group after group
     float* coveredMask;          // all bits of a covered row's element
     float* leastOfRow;           // of its values in uncovered columns, while it is not covered
-    RowBits* zeros;              // likewise: where a column of a group holds 0
+    RowBits* zeros;              // in the same order as cells: where a column of a group holds 0
     std::uint64_t* freeColumns;  // those without a star
     std::uint64_t* allColumns;
     std::uint64_t* uncoveredColumns;
