@@ -189,7 +189,7 @@ std::vector<CostKind> MakeKinds() {
     auto const orders7 = Cells([](Random& random) {
         return Chance(random, 0.1F) ? 0 : std::pow(10.0F, 7 * Unit(random));
     });
-    auto const eighths = Cells([](Random& random) { return Forbidden / 8 * Whole(random, 0, 8); });
+    auto const eighths = Cells([](Random& random) { return Forbidden / 8 * Whole(random, -7, 8); });
     auto const nearlyForbidden = Cells([](Random& random) { return Forbidden * Unit(random); });
     auto const smallIntegers = Cells([](Random& random) { return Whole(random, -4, 9); });
     auto const aroundZero = Cells([](Random& random) { return Unit(random) - 0.5F; });

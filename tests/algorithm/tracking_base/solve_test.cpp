@@ -156,8 +156,8 @@ TEST(Solve, StopsWhereSumsOverflow) {
     EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
 }
 
-// Where products make many moves, the deferred solver takes all cells through them and goes on; where
-// many costs tie or nearly do, it gives up in the middle.
+// Where products make many moves, the deferred solver takes all cells through them and goes on;
+// where many costs tie or nearly do, it gives up in the middle.
 TEST(Solve, MarksLargeMatricesLikeThePlainSteps) {
     struct Case {
         char const* kind;
@@ -168,7 +168,8 @@ TEST(Solve, MarksLargeMatricesLikeThePlainSteps) {
          {Case{"uniform", 200, 190}, Case{"tenths", 200, 190}, Case{"crowd", 200, 190},
           Case{"gated", 200, 190}, Case{"twenty orders of magnitude", 200, 190},
           Case{"row times column", 400, 60}, Case{"nearly equal", 30, 800},
-          Case{"row times column", 150, 200}, Case{"sum of row and column, shaken", 152, 150}}) {
+          Case{"row times column", 150, 200}, Case{"sum of row and column, shaken", 152, 150},
+          Case{"around zero", 90, 80}}) {
         SCOPED_TRACE(testing::Message() << c.kind << ", " << c.rows << " x " << c.columns);
         Costs const costs = kes::test::CostKindNamed(c.kind).make(c.rows, c.columns, random);
         EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
