@@ -15,7 +15,6 @@
 
 #include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
-#include <kes/algorithm/tracking_base/label_collapser.hpp>
 #include <kes/algorithm/tracking_base/smog.hpp>
 #include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/media/video/frame.hpp>
@@ -27,7 +26,6 @@ namespace {
 
 using kes::algorithm::tracking_base::DetectionPoint;
 using kes::algorithm::tracking_base::EmogSegmenter;
-using kes::algorithm::tracking_base::LabelCollapser;
 using kes::algorithm::tracking_base::appearance::Smog;
 using kes::algorithm::tracking_base::hungarian::Costs;
 using kes::algorithm::tracking_base::hungarian::Marks;
@@ -154,17 +152,6 @@ TEST(Threads, SolveSideBySideAsAlone) {
     };
     auto const together = InParallel(solve);
     for (std::size_t i = 0; i < together.size(); ++i) EXPECT_EQ(together[i], solve(i));
-}
-
-TEST(Threads, AskOneLabelCollapser) {
-    std::vector<std::string> const labels{"car", "truck", "vehicle"};
-    LabelCollapser const collapser(labels, [](boost::string_view) { return "vehicle"; });
-    auto const answers = InParallel([&collapser](std::size_t) {
-        unsigned int sum = 0;
-        for (unsigned int label = 0; label < 128; ++label) sum += collapser.Process(label);
-        return sum;
-    });
-    EXPECT_EQ(answers, std::vector<unsigned int>(ThreadCount, 6));
 }
 
 }  // namespace

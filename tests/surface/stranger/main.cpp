@@ -1,7 +1,6 @@
 // Uses a piece of everything that the package installs. Exits 0 when each did its work.
 #include <cstdint>
 #include <cstdio>
-#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -127,14 +126,6 @@ void PairRowsWithColumns() {
     }
     auto* const address = &hungarian::Solve;
     Check(address(costs.leftCols(0)).size() == 0, "an empty matrix, by the function's address");
-    try {
-        costs(1, 1) = std::numeric_limits<float>::quiet_NaN();
-        hungarian::Solve(costs);
-        Check(false, "NaN is refused");
-    } catch (std::invalid_argument const& error) {
-        Check(error.what() == std::string("Cost matrix must not hold NaN or negative infinity"),
-              error.what());
-    }
 }
 
 }  // namespace
