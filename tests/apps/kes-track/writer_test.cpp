@@ -1,12 +1,16 @@
 #include "video/writer.hpp"
 
 #include <chrono>
+#include <csignal>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
+
 #include <gtest/gtest.h>
 
+#include "base/failure.hpp"
 #include "draw/overlay.hpp"
 #include "support/folder.hpp"
 
@@ -73,6 +77,23 @@ TEST(Writer, KeepsUnevenTimesAndMakesThemRise) {
             EXPECT_GT(seen.times[i], seen.times[i - 1]);
         }
     }
+}
+
+// What is written last is written while closing: a file too large by then must not pass for whole.
+TEST(Writer, TellsThatTheEndDidNotFit) {
+    test::Folder const folder;
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    rlimit const small{1000, old.rlim_max};
+    auto* const oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    Writer writer(folder / "clip.mp4", {64, 48}, 10.0);
+    setrlimit(RLIMIT_FSIZE, &small);
+    cv::Mat picture(48, 64, CV_8UC3);
+    cv::randu(picture, 0, 255);
+    EXPECT_NO_THROW(writer.Write(picture, 0ms));
+    EXPECT_THROW(writer.Close(), Failure);
+    setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, oldHandler);
 }
 
 }  // namespace
