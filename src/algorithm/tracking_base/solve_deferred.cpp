@@ -469,7 +469,11 @@ private:
     }
 
     // Counted in moves of one cell, as `replayed` is; the divisors are from measurements.
-    std::size_t CostOfRebasing() const { return rows * paddedColumns * (history.Size() + 32) / 32; }
+    std::size_t CostOfRebasing() const {
+        // Many moves ask for ever other cells, whose replay starts from the last rebasing.
+        bool const areMany = earlierMoves + history.Size() >= 8 * rows;
+        return rows * paddedColumns * (history.Size() + 32) / (areMany ? 256 : 32);
+    }
     std::size_t CostOfDense() const {
         return rows * paddedColumns * (earlierMoves + history.Size() + 32) / 24;
     }
@@ -535,12 +539,15 @@ private:
     void ReplayRows(std::size_t word, std::size_t row, std::size_t first, std::size_t end,
                     float const* subtracted) {
         float added[MoveHistory::MovesPerWord * Count];
+        std::uint64_t rising = 0;
         for (std::size_t i = 0; i < Count; ++i) {
-            SpreadMoves(word, history.CoveredBits(row + i, word), Count, added + i);
+            std::uint64_t const rises = history.CoveredBits(row + i, word);
+            SpreadMoves(word, rises, Count, added + i);
+            rising |= rises;
         }
         for (std::size_t column = first; column < end; column += LaneMultiple) {
-            ReplayMoves<Count>(added, subtracted + (column - first), ColumnsAtOnce, MovesOf(word),
-                               byRow + row * paddedColumns + column, paddedColumns);
+            ReplayMoves<Count>(added, rising, subtracted + (column - first), ColumnsAtOnce,
+                               MovesOf(word), byRow + row * paddedColumns + column, paddedColumns);
         }
     }
 

@@ -362,11 +362,12 @@ HWY_INLINE void Transpose(float const* from, std::size_t count, std::size_t leng
 #endif
 }
 
-// Takes LaneMultiple cells of each of a few rows through moves: each adds its own to all of a row,
-// then subtracts from each column its own. `added` has the rows of a move side by side; other
-// numbers are strides. Rows are taken together because each step of one waits for the step before.
+// Takes LaneMultiple cells of each of a few rows through at most 64 moves: each adds its own to all
+// of a row, then subtracts from each column its own. `added` has the rows of a move side by side,
+// and `rising` a bit for each move that adds anything; other numbers are strides. Rows are taken
+// together because each step of one waits for the step before.
 template <std::size_t Rows>
-HWY_INLINE void ReplayMoves(float const* added, float const* subtracted,
+HWY_INLINE void ReplayMoves(float const* added, std::uint64_t rising, float const* subtracted,
                             std::size_t subtractedStride, std::size_t moves, float* cells,
                             std::size_t rowStride) {
     Floats const d;
@@ -376,11 +377,13 @@ HWY_INLINE void ReplayMoves(float const* added, float const* subtracted,
             values[row] = hn::Load(d, cells + row * rowStride + i);
         }
         for (std::size_t move = 0; move < moves; ++move) {
-            auto const fall = hn::LoadU(d, subtracted + move * subtractedStride + i);
-            for (std::size_t row = 0; row < Rows; ++row) {
-                auto const rise = hn::Set(d, added[move * Rows + row]);
-                values[row] = hn::Sub(hn::Add(values[row], rise), fall);
+            if ((rising >> move & 1) != 0) {
+                for (std::size_t row = 0; row < Rows; ++row) {
+                    values[row] = hn::Add(values[row], hn::Set(d, added[move * Rows + row]));
+                }
             }
+            auto const fall = hn::LoadU(d, subtracted + move * subtractedStride + i);
+            for (auto& value : values) value = hn::Sub(value, fall);
         }
         for (std::size_t row = 0; row < Rows; ++row) {
             hn::Store(values[row], d, cells + row * rowStride + i);
