@@ -59,8 +59,10 @@
 //
 // When a column is uncovered, its bounds are merged into the rows'. Free columns (without a star)
 // are never covered, so all of them have the same fall and within a row their values are always
-// ordered like their costs: each row remembers the least of these costs, its first column, and the
-// next greater one, and every phase starts from these.
+// ordered like their costs: each row remembers the least of these costs, its first column, and what
+// all others cost at least, and every phase starts from these. When that column is taken, the row
+// goes on with the first free one if that costs the least that others do, as it often does in a
+// crowd, whose boxes are mostly far apart. Other rows look again once they are asked.
 //
 // Where all costs are whole multiples of one unit and no sum reaches 2^24 units, nothing ever
 // rounds: shrink is 1 and a bound is the value.
@@ -99,6 +101,7 @@ public:
         std::fill(free.least + rows, free.least + paddedRows, Infinity);
         std::fill(free.second + rows, free.second + paddedRows, Infinity);
         std::fill(free.column + rows, free.column + paddedRows, -1);
+        std::fill(freeOthers + rows, freeOthers + paddedRows, Infinity);
         Load(costs);
         FindUnit();
         SetShrink();
@@ -157,6 +160,7 @@ private:
             bounds->second = from.Take<float>(paddedRows);
             bounds->column = from.Take<std::int32_t>(paddedRows);
         }
+        freeOthers = from.Take<float>(paddedRows);
         marking.TakeArrays(from);
         knownCells = from.TakeZeroed<Known>(rows * KnownPerRow);
         knownFree = from.TakeZeroed<Known>(rows);
@@ -207,6 +211,7 @@ private:
         savedFall[column] = fall[column];
         fall[column] = -Infinity;
         takenMask[column] = Infinity;
+        while (firstFree < columns && takenMask[firstFree] != 0) ++firstFree;
         history.EndFreedom(column);
     }
 
@@ -275,26 +280,49 @@ private:
         }
         history.EndPhase();
         Take(taken);
-        auto const column = static_cast<std::int32_t>(taken);
-        ReplaceAll(column, Stale, paddedRows, free.column);
+        PassOn(taken);
+    }
+
+    // Rows whose least free cost was in this column, which is free no longer, go on to what the
+    // others cost at least, and to the first free column where that is its cost.
+    void PassOn(std::size_t taken) {
+        Floats const d;
+        Integers const di;
+        std::size_t const first = std::min(firstFree, columns - 1);
+        auto const firstColumn = hn::Set(di, static_cast<std::int32_t>(first));
+        auto const maskOfFirst = hn::Set(d, takenMask[first]);
+        auto const column = hn::Set(di, static_cast<std::int32_t>(taken));
+        for (std::size_t i = 0; i < paddedRows; i += hn::Lanes(d)) {
+            auto const least = hn::Load(d, free.least + i);
+            auto const second = hn::Load(d, free.second + i);
+            auto const oldColumn = hn::Load(di, free.column + i);
+            auto const next = hn::Load(d, freeOthers + i);
+            auto const cost = hn::Max(hn::Load(d, byColumn + first * paddedRows + i), maskOfFirst);
+            auto const newColumn = Select(di, hn::RebindMask(di, hn::Eq(cost, next)), firstColumn,
+                                          hn::Set(di, std::int32_t{Stale}));
+            auto const isHere = hn::Eq(oldColumn, column);
+            auto const isHereFloat = hn::RebindMask(d, isHere);
+            hn::Store(Select(d, isHereFloat, next, least), d, free.least + i);
+            hn::Store(Select(d, isHereFloat, hn::Set(d, Infinity), second), d, free.second + i);
+            hn::Store(Select(di, isHere, newColumn, oldColumn), di, free.column + i);
+        }
     }
 
     void LookForFreeLeast(std::size_t row) {
-        LeastTwo const found = FindLeastTwo(byRow + row * paddedColumns, takenMask, paddedColumns);
+        float const* const costs = byRow + row * paddedColumns;
+        LeastTwo const found = FindLeastTwo(paddedColumns, [&](std::size_t i) HWY_ATTR {
+            Floats const d;
+            return hn::Max(hn::Load(d, costs + i), hn::Load(d, takenMask + i));
+        });
         free.least[row] = found.least;
-        free.second[row] = found.next;
         free.column[row] = found.index;
-    }
-
-    // Whether the least free cost, whose column has been taken, is that of another free column too,
-    // which then stands in for it.
-    bool FindNextFreeTie(std::size_t row) {
-        if (free.least[row] == Infinity) return false;
-        std::size_t const column =
-            FirstFreeAtMost(byRow + row * paddedColumns, takenMask, paddedColumns, free.least[row]);
-        if (column == NotFound) return false;
-        free.column[row] = static_cast<std::int32_t>(column);
-        return true;
+        freeOthers[row] = free.second[row] = found.others;
+        if (static_cast<std::size_t>(found.index) == firstFree) {
+            free.second[row] = Infinity;  // even if rounding makes others equal this one is first
+        } else if (found.least == found.others) {
+            // Equal costs stay equal, and this one is the first of them.
+            free.second[row] = LeastAbove(costs, takenMask, paddedColumns, found.least);
+        }
     }
 
     // To be set whenever the history's size changes or the arithmetic ceases to be exact.
@@ -356,21 +384,23 @@ private:
 
     // Bounds for a row whose least was that of a column that has been taken since.
     void Refresh(std::size_t row) {
-        bool const isTie = FindNextFreeTie(row);
-        if (!isTie) LookForFreeLeast(row);
-        if (free.least[row] < Infinity && (isTie || history.UncoveredColumns().empty())) {
-            float const bound = (free.least[row] + rise[row]) * shrink - freeFall;
-            // With a tie, what follows stays as it was, columns of this phase included. Then the
-            // least must not pass it, or it would hide a zero.
-            float const second = now.second[row];
-            SetBounds(row, isTie ? std::min(bound, second) : bound,
-                      isTie ? second : (free.second[row] + rise[row]) * shrink - freeFall,
-                      free.column[row]);
-            return;
+        LookForFreeLeast(row);
+        auto const bound = [&](float cost) { return (cost + rise[row]) * shrink - freeFall; };
+        float least = bound(free.least[row]);
+        float second = bound(free.second[row]);
+        std::int32_t column = free.column[row];
+        if (!history.UncoveredColumns().empty()) {
+            LeastTwo const taken = FindLeastTakenBounds(byRow + row * paddedColumns, takenMask,
+                                                        rise[row], shrink, fall, paddedColumns);
+            if (taken.least < least) {
+                second = std::min(least, taken.others);
+                least = taken.least;
+                column = taken.index;
+            } else {
+                second = std::min(second, taken.least);
+            }
         }
-        LeastBound const bound =
-            FindLeastBound(byRow + row * paddedColumns, rise[row], shrink, fall, paddedColumns);
-        SetBounds(row, bound.least, bound.others, bound.index);
+        SetBounds(row, least, second, column);
     }
 
     void SetBounds(std::size_t row, float least, float second, std::int32_t column) {
@@ -414,7 +444,7 @@ private:
             }
         }
         // A row that holds 0 is primed and asked no more.
-        SetBounds(row, value, value == 0 ? 0 : LeastAbove(scratch, paddedColumns, value),
+        SetBounds(row, value, value == 0 ? 0 : LeastAbove(scratch, scratch, paddedColumns, value),
                   static_cast<std::int32_t>(column) | ExactFlag);
         replayed += paddedColumns / 8;
     }
@@ -591,9 +621,11 @@ private:
     float* fall;  // of a covered column -infinity
     float* savedFall;
     float* takenMask;  // 0 for a free column, infinity for another
+    std::size_t firstFree = 0;
     float* scratch;
-    RowBounds free;  // each row's least and next cost among the free columns
-    RowBounds now;   // the bounds of this phase
+    RowBounds free;     // each row's least and next cost among the free columns
+    float* freeOthers;  // what all others cost at least; several may cost the least
+    RowBounds now;      // the bounds of this phase
     Known* knownCells;
     Known* knownFree;
     Known knownLargest{};  // in a free column and a row that has never been covered

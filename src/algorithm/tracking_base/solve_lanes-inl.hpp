@@ -150,30 +150,6 @@ HWY_INLINE std::size_t FirstAtMost(float const* values, std::size_t from, std::s
     return NotFound;
 }
 
-// The first value that is at most `bound` and whose mask is 0; that of the others is +infinity.
-HWY_INLINE std::size_t FirstFreeAtMost(float const* values, float const* mask, std::size_t count,
-                                       float bound) {
-    Floats const d;
-    auto const limit = hn::Set(d, bound);
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const value = hn::Max(hn::Load(d, values + i), hn::Load(d, mask + i));
-        std::intptr_t const lane = hn::FindFirstTrue(d, hn::Le(value, limit));
-        if (lane >= 0) return i + static_cast<std::size_t>(lane);
-    }
-    return NotFound;
-}
-
-HWY_INLINE void ReplaceAll(std::int32_t from, std::int32_t to, std::size_t count,
-                           std::int32_t* values) {
-    Integers const d;
-    auto const old = hn::Set(d, from);
-    auto const replacement = hn::Set(d, to);
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const value = hn::Load(d, values + i);
-        hn::Store(Select(d, hn::Eq(value, old), replacement, value), d, values + i);
-    }
-}
-
 struct Least {
     float value;
     std::size_t index;  // of one that holds it
@@ -197,14 +173,16 @@ HWY_INLINE Least FindLeast(float const* values, std::size_t count) {
     return {value, static_cast<std::size_t>(starts[lane] + lane)};
 }
 
-// The least value greater than `bound`.
-HWY_INLINE float LeastAbove(float const* values, std::size_t count, float bound) {
+// The least value greater than `bound`, of those whose mask is 0; that of the others is +infinity.
+// Where all take part the values themselves serve as the mask.
+HWY_INLINE float LeastAbove(float const* values, float const* mask, std::size_t count,
+                            float bound) {
     Floats const d;
     auto const infinity = hn::Set(d, std::numeric_limits<float>::infinity());
     auto const limit = hn::Set(d, bound);
     auto least = infinity;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const value = hn::Load(d, values + i);
+        auto const value = hn::Max(hn::Load(d, values + i), hn::Load(d, mask + i));
         least = hn::Min(least, hn::IfThenElse(hn::Gt(value, limit), value, infinity));
     }
     return LeastLane(least);
@@ -212,36 +190,35 @@ HWY_INLINE float LeastAbove(float const* values, std::size_t count, float bound)
 
 struct LeastTwo {
     float least;
-    float next;          // the least value greater than that
+    float others;        // the least of all others, which may be the same
     std::int32_t index;  // the first of the least
 };
 
-// Of the values whose mask is 0; that of the others is +infinity.
-HWY_INLINE LeastTwo FindLeastTwo(float const* values, float const* mask, std::size_t count) {
+// Of `count` values, which come as vectors.
+template <class ValuesAt>
+HWY_INLINE LeastTwo FindLeastTwo(std::size_t count, ValuesAt valuesAt) {
     Floats const d;
     Integers const di;
-    auto const infinity = hn::Set(d, std::numeric_limits<float>::infinity());
-    auto least = infinity;
-    auto next = infinity;
+    auto least = hn::Set(d, std::numeric_limits<float>::infinity());
+    auto others = least;
     auto index = hn::Zero(di);
     auto here = hn::Iota(di, 0);
     auto const step = hn::Set(di, static_cast<std::int32_t>(hn::Lanes(d)));
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        auto const value = hn::Max(hn::Load(d, values + i), hn::Load(d, mask + i));
-        auto const isLess = hn::Lt(value, least);
-        auto const isMore = hn::Gt(value, least);
-        next =
-            hn::IfThenElse(isLess, least, hn::Min(next, hn::IfThenElse(isMore, value, infinity)));
+        auto const value = valuesAt(i);
+        index = hn::IfThenElse(hn::RebindMask(di, hn::Lt(value, least)), here, index);
+        others = hn::Min(others, hn::Max(value, least));
         least = hn::Min(value, least);
-        index = hn::IfThenElse(hn::RebindMask(di, isLess), here, index);
         here = hn::Add(here, step);
     }
     float const leastOfAll = LeastLane(least);
     auto const isLeast = hn::Eq(least, hn::Set(d, leastOfAll));
-    auto const others = hn::IfThenElse(isLeast, next, least);
     auto const last = hn::Set(di, std::numeric_limits<std::int32_t>::max());
     auto const indices = hn::IfThenElse(hn::RebindMask(di, isLeast), index, last);
-    return {leastOfAll, LeastLane(others), hn::GetLane(hn::MinOfLanes(di, indices))};
+    bool const isInOneLane = std::has_single_bit(BitsOf(d, isLeast));
+    return {leastOfAll,
+            isInOneLane ? LeastLane(hn::IfThenElse(isLeast, others, least)) : leastOfAll,
+            hn::GetLane(hn::MinOfLanes(di, indices))};
 }
 
 HWY_INLINE void AddToAll(float amount, std::size_t count, float* values) {
@@ -273,38 +250,17 @@ HWY_INLINE float BoundRow(float const* costs, float rise, float shrink, float co
     return LeastLane(least);
 }
 
-struct LeastBound {
-    float least;
-    float others;  // the least of all others, which may be the same
-    std::int32_t index;
-};
-
-// Of the bounds of one row's cells.
-HWY_INLINE LeastBound FindLeastBound(float const* costs, float rise, float shrink,
-                                     float const* fall, std::size_t count) {
+// Of the bounds of one row's cells, of those whose mask is not 0.
+HWY_INLINE LeastTwo FindLeastTakenBounds(float const* costs, float const* mask, float rise,
+                                         float shrink, float const* fall, std::size_t count) {
     Floats const d;
-    Integers const di;
+    auto const infinity = hn::Set(d, std::numeric_limits<float>::infinity());
     auto const factor = hn::Set(d, shrink);
     auto const added = hn::Set(d, rise);
-    auto least = hn::Set(d, std::numeric_limits<float>::infinity());
-    auto others = least;
-    auto index = hn::Zero(di);
-    auto here = hn::Iota(di, 0);
-    auto const step = hn::Set(di, static_cast<std::int32_t>(hn::Lanes(d)));
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
+    return FindLeastTwo(count, [&](std::size_t i) HWY_ATTR {
         auto const bound = Bound(hn::Load(d, costs + i), added, factor, hn::Load(d, fall + i));
-        index = hn::IfThenElse(hn::RebindMask(di, hn::Lt(bound, least)), here, index);
-        others = hn::Min(others, hn::Max(bound, least));
-        least = hn::Min(least, bound);
-        here = hn::Add(here, step);
-    }
-    float const leastOfAll = LeastLane(least);
-    std::intptr_t const lane = hn::FindFirstTrue(d, hn::Eq(least, hn::Set(d, leastOfAll)));
-    auto const isThisLane = hn::Eq(hn::Iota(di, 0), hn::Set(di, static_cast<std::int32_t>(lane)));
-    HWY_ALIGN std::int32_t indices[LaneMultiple];
-    hn::Store(index, di, indices);
-    return {leastOfAll, LeastLane(hn::IfThenElse(hn::RebindMask(d, isThisLane), others, least)),
-            indices[lane]};
+        return hn::IfThenElse(hn::Eq(hn::Load(d, mask + i), hn::Zero(d)), infinity, bound);
+    });
 }
 
 // The first index from `from` on whose bound is at most 0.
