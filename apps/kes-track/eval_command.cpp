@@ -96,7 +96,11 @@ int Eval(EvalOptions const& options) {
     auto const frames = options.frames ? *options.frames : FramesOf(truth);
     try {
         auto const scores = eval::Compare(truth, result, frames);
-        options.json ? PrintJson(scores, frames) : PrintTable(scores, frames);
+        if (options.json) {
+            PrintJson(scores, frames);
+        } else {
+            PrintTable(scores, frames);
+        }
     } catch (std::invalid_argument const& error) {
         throw Failure(ExitCode::BadSideInput, error.what());
     }
