@@ -15,7 +15,6 @@
 
 #include <gtest/gtest.h>
 
-#include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
 #include <kes/algorithm/tracking_base/smog.hpp>
@@ -29,7 +28,6 @@
 
 namespace {
 
-using kes::algorithm::tracking_base::DetectionPoint;
 using kes::algorithm::tracking_base::EmogSegmenter;
 using kes::algorithm::tracking_base::LabelCollapser;
 using kes::algorithm::tracking_base::appearance::BlobScore;
@@ -44,7 +42,6 @@ using kes::test::Fault;
 using kes::test::GeneratedVideo;
 using kes::test::Mask;
 using kes::test::SegmenterPair;
-using kes::type::Strings;
 
 using Frame = kes::media::video::FrameBase<void const>;
 
@@ -114,21 +111,6 @@ Costs Square(Eigen::Index side) {
         costs.data()[i] = static_cast<float>((i * i + 3 * i) % 101) + 1;
     }
     return costs;
-}
-
-template <typename T>
-void ExpectTableSurvivesItsFirstCall(std::size_t names) {
-    int const allocations = EachAllocation([names](Fault& fault) {
-        fault.Strikes([names] { EXPECT_EQ(Strings<T>::GetMap().size(), names); });
-    });
-    EXPECT_GE(allocations, static_cast<int>(names)) << "this was not the first call";
-    EXPECT_EQ(Strings<T>::GetMap().size(), names);
-}
-
-// First in this file: tables are built once a process, by whichever test asks first.
-TEST(Faults, LeaveTheNameTablesToBeBuiltByTheNextCall) {
-    ExpectTableSurvivesItsFirstCall<DetectionPoint>(3);
-    ExpectTableSurvivesItsFirstCall<Rotation>(4);
 }
 
 // --- one rule for all
@@ -340,25 +322,6 @@ TEST(UserFunctionsDeathTest, ThatThrowWhileAFrameIsReleasedEndTheProgram) {
                      {}, ColourFormat::Grey, 8, 8, {}, Rotation::None, [] {},
                      [] { throw std::runtime_error("not to be released"); }),
                  "not to be released");
-}
-
-TEST(UserFunctions, ThatThrowWhileLabelsCollapseMakeNoCollapser) {
-    std::vector<std::string> const labels{"a", "b", "c"};
-    for (std::string const& last : labels) {
-        LabelCollapser collapser;
-        long const liveBefore = kes::test::FailingMemory::LiveBlocks();
-        try {
-            collapser = LabelCollapser(labels, [&](boost::string_view name) {
-                if (name == last) throw std::out_of_range("no such label");
-                return name;
-            });
-            FAIL() << "collapsed";
-        } catch (std::out_of_range const& error) {
-            EXPECT_STREQ(error.what(), "no such label");
-        }
-        EXPECT_EQ(kes::test::FailingMemory::LiveBlocks(), liveBefore);
-        EXPECT_EQ(collapser.Process(1000), 1000U);
-    }
 }
 
 }  // namespace

@@ -5,15 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <latch>
-#include <map>
-#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include <kes/algorithm/tracking_base/detection_point.hpp>
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/smog.hpp>
 #include <kes/algorithm/tracking_base/solve.hpp>
@@ -24,7 +21,6 @@
 
 namespace {
 
-using kes::algorithm::tracking_base::DetectionPoint;
 using kes::algorithm::tracking_base::EmogSegmenter;
 using kes::algorithm::tracking_base::appearance::Smog;
 using kes::algorithm::tracking_base::hungarian::Costs;
@@ -33,7 +29,6 @@ using kes::algorithm::tracking_base::hungarian::Solve;
 using kes::media::ColourFormat;
 using kes::media::video::frame::Rotation;
 using kes::test::GeneratedVideo;
-using kes::type::Strings;
 
 using Frame = kes::media::video::FrameBase<void const>;
 
@@ -54,21 +49,6 @@ auto InParallel(Work const& work) {
     }
     for (std::thread& thread : threads) thread.join();
     return results;
-}
-
-// First in this file: the tables must not have been asked for before.
-TEST(Threads, BuildEachNameTableOnceHoweverManyAskFirst) {
-    using Table = std::map<unsigned long, std::string> const*;
-    auto const tables = InParallel([](std::size_t) {
-        return std::pair<Table, Table>(&Strings<DetectionPoint>::GetMap(),
-                                       &Strings<Rotation>::GetMap());
-    });
-    for (auto const& [points, rotations] : tables) {
-        EXPECT_EQ(points, tables.front().first);
-        EXPECT_EQ(points->at(2), "mid-bottom");
-        EXPECT_EQ(rotations, tables.front().second);
-        EXPECT_EQ(rotations->at(3), "270");
-    }
 }
 
 // The parallel runs come first: the first calls of all race for the choice of an instruction set.

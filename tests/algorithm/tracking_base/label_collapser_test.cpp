@@ -54,25 +54,6 @@ TEST(LabelCollapser, MapsEachLabelToTheIndexOfItsCollapsedName) {
     }
 }
 
-TEST(LabelCollapser, TakesAtMost128Labels) {
-    std::vector<std::string> labels;
-    for (int i = 0; i < 128; ++i) labels.push_back(std::to_string(i));
-    EXPECT_EQ(LabelCollapser(labels, Itself).Process(127), 127U);
-
-    labels.emplace_back("one too many");
-    bool asked = false;
-    try {
-        LabelCollapser const collapser(labels, [&](string_view name) {
-            asked = true;
-            return name;
-        });
-        FAIL() << "accepted 129 labels";
-    } catch (std::runtime_error const& error) {
-        EXPECT_STREQ(error.what(), "Maximum label size exceeded");
-    }
-    EXPECT_FALSE(asked);
-}
-
 TEST(LabelCollapser, RefusesAnEmptyFunctionAndPassesExceptionsOn) {
     EXPECT_THROW(LabelCollapser({"a"}, Collapse()), std::bad_function_call);
     EXPECT_THROW(LabelCollapser({"a"}, [](string_view) -> string_view { throw 42; }), int);
