@@ -60,9 +60,10 @@
 // When a column is uncovered, its bounds are merged into the rows'. Free columns (without a star)
 // are never covered, so all of them have the same fall and within a row their values are always
 // ordered like their costs: each row remembers the least of these costs, its first column, and what
-// all others cost at least, and every phase starts from these. When that column is taken, the row
-// goes on with the first free one if that costs the least that others do, as it often does in a
-// crowd, whose boxes are mostly far apart. Other rows look again once they are asked.
+// all others cost at least, and every phase starts from these. When that column is taken, what the
+// others cost at least is the row's bound. In a crowd, whose boxes are mostly far apart, the first
+// free column often costs just that: then the row goes on with it, and nothing can come before it.
+// Other rows look for their least again, but only those that are asked.
 //
 // Where all costs are whole multiples of one unit and no sum reaches 2^24 units, nothing ever
 // rounds: shrink is 1 and a bound is the value.
@@ -623,7 +624,7 @@ private:
     float* takenMask;  // 0 for a free column, infinity for another
     std::size_t firstFree = 0;
     float* scratch;
-    RowBounds free;     // each row's least and next cost among the free columns
+    RowBounds free;     // among the free columns; second: of those that might come before the least
     float* freeOthers;  // what all others cost at least; several may cost the least
     RowBounds now;      // the bounds of this phase
     Known* knownCells;
