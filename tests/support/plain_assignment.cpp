@@ -12,20 +12,12 @@ namespace {
 
 using algorithm::tracking_base::hungarian::Costs;
 using algorithm::tracking_base::hungarian::Marks;
+using algorithm::tracking_base::hungarian::RowCol;
 using Index = Eigen::Index;
 
 constexpr float Forbidden = std::numeric_limits<float>::max();
 
 enum Mark : std::uint8_t { Unmarked = 0, Starred = 1, Primed = 2 };
-
-struct RowCol {
-    Index row;
-    Index col;
-
-    friend bool operator<(RowCol const& a, RowCol const& b) {
-        return a.row < b.row || (a.row == b.row && a.col < b.col);
-    }
-};
 
 class Steps {
 public:
@@ -81,7 +73,7 @@ private:
     int PrimeAnUncoveredZero() {
         std::optional<RowCol> const zero = FirstUncoveredZero();
         if (!zero) return 5;
-        marks(zero->row, zero->col) = Primed;
+        marks(zero->row, zero->column) = Primed;
         std::optional<Index> const star = ColMarked(zero->row, Starred);
         if (!star) {
             z0 = *zero;
@@ -94,7 +86,7 @@ private:
 
     int FlipThePath() {
         std::set<RowCol> path{z0};
-        Index c = z0.col;
+        Index c = z0.column;
         for (;;) {
             std::optional<Index> const r = RowMarked(c, Starred, path);
             if (!r) break;
@@ -105,7 +97,7 @@ private:
             c = *k;
         }
         for (RowCol const& cell : path) {
-            std::uint8_t& mark = marks(cell.row, cell.col);
+            std::uint8_t& mark = marks(cell.row, cell.column);
             mark = mark == Primed ? Starred : Unmarked;
         }
         marks = (marks == Primed).select(Marks::Zero(rows, cols), marks);

@@ -6,6 +6,7 @@
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
 #include <kes/algorithm/tracking_base/smog.hpp>
+#include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/geometry/dimension.hpp>
 #include <kes/geometry/point.hpp>
 #include <kes/geometry/rectangle.hpp>
@@ -24,7 +25,8 @@ static_assert(
     Complete<algorithm::BitMask, algorithm::tracking_base::EmogSegmenter,
              algorithm::tracking_base::LabelCollapser,
              algorithm::tracking_base::appearance::BlobScore,
-             algorithm::tracking_base::appearance::Smog, geometry::Dimension<unsigned int, 2>,
+             algorithm::tracking_base::appearance::Smog,
+             algorithm::tracking_base::hungarian::RowCol, geometry::Dimension<unsigned int, 2>,
              geometry::Dimension<float, 2>, geometry::Point<float, 2>, geometry::Rectangle<int>,
              geometry::Rectangle<unsigned int>, media::colour::Yuv, media::video::FrameBase<void>,
              media::video::FrameBase<void const>, object::BadCast>);

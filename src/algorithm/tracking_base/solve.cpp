@@ -36,8 +36,6 @@ bool IsForDense(float const* costs, std::size_t count, Survey const& survey) {
 
 }  // namespace
 
-namespace detail {
-
 void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std::uint8_t* marks) {
     auto const rowCount = static_cast<std::size_t>(rows);
     auto const columnCount = static_cast<std::size_t>(columns);
@@ -53,8 +51,6 @@ void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std:
         SolveDense(costs, survey, rowCount, columnCount, marks);
     }
 }
-
-}  // namespace detail
 
 // The exported symbol. Its caller shares this library's Eigen allocation or must not call it.
 KES_EXPORT Marks Solve(Costs costs) { return caller_side::Solve(std::move(costs)); }

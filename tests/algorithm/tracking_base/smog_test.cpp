@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
 #include "support/colour_picture.hpp"
 #include "support/mask.hpp"
@@ -26,17 +25,9 @@ std::string TextOf(Smog const& smog) {
     return out.str();
 }
 
-Smog::Gaussian ComponentOf(Smog const& smog, std::size_t k) {
-    auto const component = nlohmann::json::parse(TextOf(smog)).at("gaussians").at(k);
-    Smog::Gaussian gaussian{};
-    component.at("means").get_to(gaussian.means);
-    component.at("variances").get_to(gaussian.variances);
-    return gaussian;
-}
-
 void ExpectDefault(Smog const& smog, std::size_t k) {
     SCOPED_TRACE(k);
-    Smog::Gaussian const gaussian = ComponentOf(smog, k);
+    Smog::Gaussian const& gaussian = smog.gaussians[k];
     EXPECT_EQ(gaussian.means, (std::array<int, 4>{128, 128, 128, 16 + 32 * static_cast<int>(k)}));
     EXPECT_EQ(gaussian.variances, (std::array<unsigned, 4>{16384, 16384, 16384, 1024}));
 }
@@ -68,22 +59,22 @@ TEST(Smog, TakesTheFirstStatisticsAsTheyAreAndBlendsLaterOnes) {
     Rectangle<int> const blob{0, 0, 1, 25};
     Smog smog;
     smog.Update(blob, MaskOfRows(1, 25, {1, 2}), picture.View());
-    EXPECT_EQ(ComponentOf(smog, 0).means, (std::array<int, 4>{100, 78, 85, 15}));
-    EXPECT_EQ(ComponentOf(smog, 0).variances, (std::array<unsigned, 4>{1, 1, 1, 56}));
+    EXPECT_EQ(smog.gaussians[0].means, (std::array<int, 4>{100, 78, 85, 15}));
+    EXPECT_EQ(smog.gaussians[0].variances, (std::array<unsigned, 4>{1, 1, 1, 56}));
     for (std::size_t k = 1; k < 8; ++k) ExpectDefault(smog, k);
 
     smog.Update(blob, MaskOfRows(1, 25, {22, 23}), picture.View());
-    EXPECT_EQ(ComponentOf(smog, 0).means, (std::array<int, 4>{100, 78, 85, 15}));
+    EXPECT_EQ(smog.gaussians[0].means, (std::array<int, 4>{100, 78, 85, 15}));
     for (std::size_t k = 1; k < 7; ++k) ExpectDefault(smog, k);
-    EXPECT_EQ(ComponentOf(smog, 7).means, (std::array<int, 4>{125, 123, 123, 239}));
-    EXPECT_EQ(ComponentOf(smog, 7).variances, (std::array<unsigned, 4>{14784, 14784, 14784, 929}));
+    EXPECT_EQ(smog.gaussians[7].means, (std::array<int, 4>{125, 123, 123, 239}));
+    EXPECT_EQ(smog.gaussians[7].variances, (std::array<unsigned, 4>{14784, 14784, 14784, 929}));
 }
 
 TEST(Smog, GivesASampleBetweenTwoComponentsToTheLower) {
     // 8 rows: heights 0, 32, 64, ..., of which 64 lies midway between components 1 and 2.
     Smog smog;
     smog.Update({0, 0, 1, 8}, MaskOfRows(1, 8, {2}), Reddish(2, 16).View());
-    EXPECT_EQ(ComponentOf(smog, 1).means[3], 64);
+    EXPECT_EQ(smog.gaussians[1].means[3], 64);
     ExpectDefault(smog, 2);
 }
 
@@ -127,7 +118,7 @@ TEST(Smog, LearnsNothingFromABlobWithoutASample) {
     EXPECT_EQ(TextOf(smog), TextOf(Smog()));
     // Still untrained: the first samples replace.
     smog.Update({0, 0, 20, 20}, mask, picture.View());
-    EXPECT_EQ(ComponentOf(smog, 3).means[0], 100);
+    EXPECT_EQ(smog.gaussians[3].means[0], 100);
 
     std::string const trained = TextOf(smog);
     for (Rectangle<int> const& blob : blobs) smog.Update(blob, mask, picture.View());

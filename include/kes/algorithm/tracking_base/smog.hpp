@@ -123,11 +123,8 @@ public:
                                     geometry::Point<float, 2> const& predictedCentre,
                                     geometry::Dimension<float, 2> const& expectedSize) const;
 
-private:
-    friend KES_EXPORT std::ostream& operator<<(std::ostream& out, Smog const& smog);
-
-    std::array<Gaussian, ComponentCount> gaussians;
-    bool untrained;
+    std::array<Gaussian, ComponentCount> gaussians;  ///< the components
+    bool untrained;  ///< true until an Update has found a sample: the next one replaces
 };
 
 /// Writes the components as one line of JSON without blanks, with the stream's own number

@@ -1,6 +1,6 @@
 /// \file
 /// hungarian::Solve: which rows of a cost matrix (tracks, say) to pair with which columns
-/// (detections, say) so that the pairs cost least in all.
+/// (detections, say) so that the pairs cost least in all. RowCol names a cell of such a matrix.
 #pragma once
 
 #include <cstdint>
@@ -18,19 +18,34 @@ using Costs = Eigen::Array<float, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajo
 using Marks = Eigen::Array<std::uint8_t, Eigen::Dynamic, Eigen::Dynamic, Eigen::ColMajor>;
 /// @}
 
-namespace detail {
+/// A cell of a matrix, {0, 0} by default. An aggregate: RowCol{row, column}. Cells are ordered by
+/// row and, within a row, by column.
+struct RowCol {
+    std::int64_t row = 0;     ///< from 0 at the top
+    std::int64_t column = 0;  ///< from 0 at the left
 
-/// The solver behind Solve, on plain memory: both arrays hold rows * columns elements, column after
-/// column. Overwrites every mark. Throws as Solve does.
+    /// @{
+    /// The order above; equal when row and column are.
+    friend constexpr bool operator<(RowCol const& a, RowCol const& b) {
+        return a.row < b.row || (a.row == b.row && a.column < b.column);
+    }
+    friend constexpr bool operator==(RowCol const& a, RowCol const& b) {
+        return a.row == b.row && a.column == b.column;
+    }
+    friend constexpr bool operator!=(RowCol const& a, RowCol const& b) { return !(a == b); }
+    /// @}
+};
+
+/// Solve on plain memory: both arrays hold rows * columns elements, column after column. Overwrites
+/// every mark. Throws as Solve does.
 KES_EXPORT void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns,
                           std::uint8_t* marks);
 
-}  // namespace detail
-
 // Eigen allocates in a way that depends on the compiler's flags, so memory that one side of a
-// library's edge allocates must not be freed by the other. Solve is therefore compiled into its
-// caller, always, and only plain pointers cross the edge. The library exports a function of the
-// same name outside this inline namespace, for callers that look it up by symbol.
+// library's edge allocates must not be freed by the other. Solve is therefore static: compiled into
+// every source file that calls it, with that file's flags, so that only plain pointers cross the
+// edge. The library exports a function of the same name outside this inline namespace, for callers
+// that look it up by symbol.
 inline namespace caller_side {
 
 /// Pairs rows with columns at least total cost.
@@ -56,15 +71,15 @@ inline namespace caller_side {
 /// Throws `std::invalid_argument` "Cost matrix must not hold NaN or negative infinity", and
 /// `std::bad_alloc`. Keeps no state: any number of threads may call it at once.
 ///
-/// Time grows with about the cube of the matrix's side, and with the fourth power for costs that are
-/// products of a row's and a column's factor, of which 400 x 400 take seconds. Memory is a few
+/// Time grows with about the cube of the matrix's side, and with the fourth power for costs that
+/// are products of a row's and a column's factor, of which 400 x 400 take seconds. Memory is a few
 /// copies of the matrix.
 ///
 /// The method is the Hungarian one (Kuhn, 1955) in the form of Munkres (1957), with the extension
 /// to rectangular matrices by Bourgeois and Lassalle (1971).
-__attribute__((always_inline, visibility("hidden"))) inline Marks Solve(Costs costs) {
+static inline Marks Solve(Costs costs) {
     Marks marks(costs.rows(), costs.cols());
-    detail::MarkPairs(costs.data(), costs.rows(), costs.cols(), marks.data());
+    MarkPairs(costs.data(), costs.rows(), costs.cols(), marks.data());
     return marks;
 }
 

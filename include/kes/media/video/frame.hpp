@@ -120,6 +120,23 @@ private:
     std::function<void()> unref;
 };
 
+/// @{
+/// Deleted: frames of different pixel access, or a frame and a plane, are not compared; without
+/// these, both sides would turn into bool.
+template <typename T, typename U>
+bool operator==(FrameBase<T> const&, FrameBase<U> const&) = delete;
+template <typename T, typename U>
+bool operator!=(FrameBase<T> const&, FrameBase<U> const&) = delete;
+template <typename T, typename U>
+bool operator==(FrameBase<T> const&, frame::PlaneBase<U> const&) = delete;
+template <typename T, typename U>
+bool operator!=(FrameBase<T> const&, frame::PlaneBase<U> const&) = delete;
+template <typename T, typename U>
+bool operator==(frame::PlaneBase<T> const&, FrameBase<U> const&) = delete;
+template <typename T, typename U>
+bool operator!=(frame::PlaneBase<T> const&, FrameBase<U> const&) = delete;
+/// @}
+
 /// Exchanges everything, the two functions included, and calls neither.
 template <typename T>
 KES_EXPORT void swap(FrameBase<T>& a, FrameBase<T>& b) noexcept;

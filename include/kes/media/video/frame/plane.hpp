@@ -75,6 +75,15 @@ private:
     long stride = 0;
 };
 
+/// @{
+/// Deleted: planes of different pixel access are not compared; without these, both sides would turn
+/// into bool.
+template <typename T, typename U>
+bool operator==(PlaneBase<T> const&, PlaneBase<U> const&) = delete;
+template <typename T, typename U>
+bool operator!=(PlaneBase<T> const&, PlaneBase<U> const&) = delete;
+/// @}
+
 /// Writes `{"size":S,"buffer":"ADDRESS","stride":T}` on one line, with the stream's own number
 /// formatting.
 template <typename T>
