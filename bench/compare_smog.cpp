@@ -95,7 +95,8 @@ std::vector<Result> CompareSmogs(IsWanted const& isWanted) {
           Format{"nv12", ColourFormat::Nv12}}) {
         SmogScene scene(format);
         BackProjection projection({20, 60});
-        EightRanges ranges({static_cast<int>(scene.Cells[0]), static_cast<int>(scene.Cells[1])});
+        EightRanges ranges(
+            {static_cast<int>(scene.Cells.width), static_cast<int>(scene.Cells.height)});
         run(std::string("Appearance/score/") + name,
             {{"ours",
               [&](std::size_t i) {

@@ -60,7 +60,7 @@ void Search(benchmark::State& state, ColourFormat format) {
     }
     std::size_t i = 0;
     for (auto _ : state) benchmark::DoNotOptimize(scene.Search(i++));
-    state.counters["per cell"] = Each(scene.Cells[0] * scene.Cells[1]);
+    state.counters["per cell"] = Each(scene.Cells.width * scene.Cells.height);
 }
 
 #define KES_EACH_FORMAT(function, job)                                                   \

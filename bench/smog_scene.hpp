@@ -21,8 +21,8 @@ namespace kes::bench {
 
 struct SmogScene {
     explicit SmogScene(media::ColourFormat format)
-        : pictures(PictureCount, {format, 2 * Cells[0], 2 * Cells[1]}),
-          mask(Cells[0], Cells[1], ~0U) {
+        : pictures(PictureCount, {format, 2 * Cells.width, 2 * Cells.height}),
+          mask(Cells.width, Cells.height, ~0U) {
         test::Generator random(1);
         for (test::ColourPicture& picture : pictures) {
             for (unsigned char& byte : picture.plane0) {

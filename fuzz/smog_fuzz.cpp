@@ -151,8 +151,8 @@ struct Models {
             auto const [left, top, right, bottom] = std::array<float, 4>{
                 static_cast<float>(blob.left), static_cast<float>(blob.top),
                 static_cast<float>(blob.right), static_cast<float>(blob.bottom)};
-            centre = {(left + right + centre[0] / 8) / 2, (top + bottom + centre[1] / 8) / 2};
-            expected = {right - left - expected[0] / 8, bottom - top - expected[1] / 8};
+            centre = {(left + right + centre.x / 8) / 2, (top + bottom + centre.y / 8) / 2};
+            expected = {right - left - expected.width / 8, bottom - top - expected.height / 8};
         }
         Frame const frame = scene.picture.View();
         std::string refusal;
@@ -169,14 +169,14 @@ struct Models {
         Check(result->score >= 0 && result->score <= 1, "a search's range");
         bool const isEmpty = blob.left == blob.right || blob.top == blob.bottom;
         if (isEmpty || !IsPlain(blob)) return;
-        for (float const value : {centre[0], centre[1], expected[0], expected[1]}) {
+        for (float const value : {centre.x, centre.y, expected.width, expected.height}) {
             if (!(std::abs(value) < 4096)) return;
         }
         BlobScore const wanted =
             plain.PartitionAndScoreBlob(blob, tag, scene.mask, frame, centre, expected);
         Check(SameBits(result->score, wanted.score), "a search's score");
-        Check(SameBits(result->centre[0], wanted.centre[0]) &&
-                  SameBits(result->centre[1], wanted.centre[1]),
+        Check(SameBits(result->centre.x, wanted.centre.x) &&
+                  SameBits(result->centre.y, wanted.centre.y),
               "a search's centre");
         Check(result->size == wanted.size && SameBits(result->tag, wanted.tag),
               "a search's size and tag");

@@ -115,7 +115,7 @@ TEST(Threads, ScoreAgainstOneAppearance) {
         auto const found =
             smog.PartitionAndScoreBlob({x, 2, 90, 78}, 0, mask, frame, {45, 40}, {30, 50});
         return std::vector<float>{smog.ScoreBlob({x, 5, 80, 75}, mask, frame), found.score,
-                                  found.centre[0], found.centre[1],
+                                  found.centre.x, found.centre.y,
                                   float(smog.ComputeGaussianSectionRectangles({40, 100})[3].top)};
     };
     auto const together = InParallel(score);

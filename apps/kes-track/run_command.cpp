@@ -174,7 +174,8 @@ void PrintTable(Outcome const& outcome) {
     row("clip", ShortName(report.input));
     if (outcome.failure) row("failed", *outcome.failure);
     if (report.frames == 0) return;
-    row("size", std::to_string(report.clip.size[0]) + " x " + std::to_string(report.clip.size[1]));
+    row("size",
+        std::to_string(report.clip.size.width) + " x " + std::to_string(report.clip.size.height));
     row("rate", FormatNumber(report.clip.frameRate, 3) + " frames/s" +
                     (report.clip.isRateKnown ? "" : " (a guess: the input does not say)"));
     row("frames", FormatCount(report.frames));
@@ -199,8 +200,8 @@ Json ReportJson(Outcome const& outcome) {
     run::StreamReport const& report = outcome.report;
     Json json{
         {"input", report.input},
-        {"width", report.clip.size[0]},
-        {"height", report.clip.size[1]},
+        {"width", report.clip.size.width},
+        {"height", report.clip.size.height},
         {"frame_rate", report.clip.frameRate},
         {"frame_rate_known", report.clip.isRateKnown},
         {"frames", report.frames},

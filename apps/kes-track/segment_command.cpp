@@ -186,7 +186,7 @@ void PrintTable(SegmentOptions const& options, video::ClipInfo const& clip, Tall
         std::printf("%-18s %s\n", name, value.c_str());
     };
     row("clip", ShortName(options.input));
-    row("size", std::to_string(clip.size[0]) + " x " + std::to_string(clip.size[1]));
+    row("size", std::to_string(clip.size.width) + " x " + std::to_string(clip.size.height));
     row("rate", FormatNumber(clip.frameRate, 3) + " frames/s" +
                     (clip.isRateKnown ? "" : " (a guess: the input does not say)"));
     row("frames", FormatCount(tally.frames));
@@ -200,8 +200,8 @@ void PrintJson(SegmentOptions const& options, video::ClipInfo const& clip, Tally
                std::optional<std::string> const& fault) {
     nlohmann::ordered_json summary{
         {"input", options.input},
-        {"width", clip.size[0]},
-        {"height", clip.size[1]},
+        {"width", clip.size.width},
+        {"height", clip.size.height},
         {"frame_rate", clip.frameRate},
         {"frame_rate_known", clip.isRateKnown},
         {"frames", tally.frames},

@@ -153,12 +153,12 @@ void AskAppearance(Answers& answers) {
                     };
                     kes::geometry::Point<float, 2> const centre{below(width / 2),
                                                                 below(height / 2)};
-                    kes::geometry::Dimension<float, 2> const size{
-                        below(inside.right - inside.left), below(inside.bottom - inside.top)};
+                    kes::geometry::Dimension<float, 2> const size{below(inside.GetWidth()),
+                                                                  below(inside.GetHeight())};
                     BlobScore const found =
                         model.PartitionAndScoreBlob(inside, 7, mask, view, centre, size);
-                    searches << found.score << found.centre[0] << found.centre[1] << found.size[0]
-                             << found.size[1] << found.tag;
+                    searches << found.score << found.centre.x << found.centre.y << found.size.width
+                             << found.size.height << found.tag;
                 }
                 auto const [scaleX, scaleY] =
                     std::array{cases.Uniform(0, 15), cases.Uniform(0, 15)};

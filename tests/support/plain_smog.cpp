@@ -191,8 +191,8 @@ std::array<geometry::Rectangle<unsigned int>, 8> PlainSmog::Sections(int width, 
 
 PlainSmog::Images PlainSmog::Integrate(Rectangle const& area, BitMask const& mask,
                                        Frame const& frame) const {
-    int const w = area.right - area.left;
-    int const h = area.bottom - area.top;
+    int const w = area.GetWidth();
+    int const h = area.GetHeight();
     std::size_t const cells = static_cast<std::size_t>(w + 1) * static_cast<std::size_t>(h + 1);
     if (frame.GetColourFormat() != ColourFormat::Nv12 && cells > 65535) {
         throw std::invalid_argument("Search rectangle is too large");
@@ -228,7 +228,8 @@ PlainSmog::BlobScore PlainSmog::PartitionAndScoreBlob(
     if (blob.right == blob.left || blob.bottom == blob.top) return {};
     float const blobWidth = static_cast<float>(blob.right - blob.left);
     float const blobHeight = static_cast<float>(blob.bottom - blob.top);
-    bool const larger = blobWidth > size[0] || (blobWidth == size[0] && blobHeight > size[1]);
+    bool const larger =
+        blobWidth > size.width || (blobWidth == size.width && blobHeight > size.height);
     if (!larger) {
         return {ScoreBlob(blob, mask, frame),
                 {static_cast<float>(blob.left + std::abs(blob.right - blob.left) / 2),
@@ -237,20 +238,20 @@ PlainSmog::BlobScore PlainSmog::PartitionAndScoreBlob(
                 static_cast<float>(tag)};
     }
 
-    int const x1 = static_cast<int>(centre[0] - size[0]);
-    int const x2 = static_cast<int>(centre[0] + size[0]);
-    int const y1 = static_cast<int>(centre[1] - size[1]);
-    int const y2 = static_cast<int>(centre[1] + size[1]);
+    int const x1 = static_cast<int>(centre.x - size.width);
+    int const x2 = static_cast<int>(centre.x + size.width);
+    int const y1 = static_cast<int>(centre.y - size.height);
+    int const y2 = static_cast<int>(centre.y + size.height);
     int const left = std::max(std::min(x1, x2), blob.left);
     int const right = std::max(std::min(std::max(x1, x2), blob.right), left);
     int const top = std::max(std::min(y1, y2), blob.top);
     int const bottom = std::max(std::min(std::max(y1, y2), blob.bottom), top);
-    int const w16 = Truncate16(size[0]);
-    int const h16 = Truncate16(size[1]);
+    int const w16 = Truncate16(size.width);
+    int const h16 = Truncate16(size.height);
     int const xo = left * 65536 + w16 / 2;
     int const yo = top * 65536 + h16 / 2;
-    int const dxp = Truncate16(centre[0]) - xo;
-    int const dyp = Truncate16(centre[1]) - yo;
+    int const dxp = Truncate16(centre.x) - xo;
+    int const dyp = Truncate16(centre.y) - yo;
     Images const images = Integrate({left, top, right, bottom}, mask, frame);
 
     auto const place = [](int cells, float expected, int& count, int& step) {
@@ -262,8 +263,8 @@ PlainSmog::BlobScore PlainSmog::PartitionAndScoreBlob(
     int ny = 0;
     int xs = 0;
     int ys = 0;
-    place(right - left, size[0], nx, xs);
-    place(bottom - top, size[1], ny, ys);
+    place(right - left, size.width, nx, xs);
+    place(bottom - top, size.height, ny, ys);
     placementsAcross = nx;
     placementsDown = ny;
 

@@ -58,8 +58,9 @@ public:
             text << "foreground" << foreground << "\nnot" << expected.foreground;
         } else if (!(stationary == expected.stationary)) {
             text << "stationary" << stationary << "\nnot" << expected.stationary;
-        } else if (ours.frameCount != theirs.framesSeen || ours.blobStateSize[0] != theirs.width ||
-                   ours.blobStateSize[1] != theirs.height) {
+        } else if (ours.frameCount != theirs.framesSeen ||
+                   ours.blobStateSize.width != theirs.width ||
+                   ours.blobStateSize.height != theirs.height) {
             text << "frame count or size";
         }
         for (std::size_t y = 0; y < theirs.height && text.str().empty(); ++y) {

@@ -108,8 +108,8 @@ void Write(std::ostream& out, Row const& row) {
     int const length = std::snprintf(
         line.data(), line.size(), "%ld,%ld,%.2f,%.2f,%.2f,%.2f,%.4g,-1,-1,-1\n", row.frame, row.id,
         static_cast<double>(row.box.left), static_cast<double>(row.box.top),
-        static_cast<double>(row.box.right - row.box.left),
-        static_cast<double>(row.box.bottom - row.box.top), static_cast<double>(row.confidence));
+        static_cast<double>(row.box.GetWidth()), static_cast<double>(row.box.GetHeight()),
+        static_cast<double>(row.confidence));
     out.write(line.data(), length);
 }
 

@@ -32,8 +32,7 @@ Json BoxJson(tracker::Box const& box) {
     auto const round = [](float value) {
         return std::round(100.0 * static_cast<double>(value)) / 100;
     };
-    return {round(box.left), round(box.top), round(box.right - box.left),
-            round(box.bottom - box.top)};
+    return {round(box.left), round(box.top), round(box.GetWidth()), round(box.GetHeight())};
 }
 
 // The share of the picture that boxes of a kind take up.
@@ -42,7 +41,8 @@ double Share(tracker::Result const& result, video::Size size, bool isStanding) {
     for (tracker::Object const& object : result.objects) {
         if (object.isStanding == isStanding) area += tracker::Area(object.box);
     }
-    return std::min(1.0, static_cast<double>(area) / (static_cast<double>(size[0]) * size[1]));
+    return std::min(1.0,
+                    static_cast<double>(area) / (static_cast<double>(size.width) * size.height));
 }
 
 std::string Caption(tracker::Result const& result) {

@@ -22,7 +22,7 @@ inline Box BoxOf(Pose const& pose) {
 }
 
 inline Pose PoseOf(Box const& box) {
-    return {(box.left + box.right) / 2, box.bottom, box.right - box.left, box.bottom - box.top};
+    return {(box.left + box.right) / 2, box.bottom, box.GetWidth(), box.GetHeight()};
 }
 
 inline Box Scaled(Box const& box, float factor) {
@@ -30,7 +30,7 @@ inline Box Scaled(Box const& box, float factor) {
 }
 
 inline float Area(Box const& box) {
-    return std::max(0.0F, box.right - box.left) * std::max(0.0F, box.bottom - box.top);
+    return std::max(0.0F, box.GetWidth()) * std::max(0.0F, box.GetHeight());
 }
 
 inline float Intersection(Box const& a, Box const& b) {

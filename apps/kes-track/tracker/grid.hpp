@@ -17,7 +17,7 @@ struct Grid {
 
     Grid() = default;
     explicit Grid(geometry::Dimension<unsigned int, 2> const& frameSize)
-        : maskSize(static_cast<int>(frameSize[0] / 2), static_cast<int>(frameSize[1] / 2)),
+        : maskSize(static_cast<int>(frameSize.width / 2), static_cast<int>(frameSize.height / 2)),
           bitsPerCell(std::max(1, std::min(maskSize.width, maskSize.height) / EnoughCells)),
           size(maskSize.width / bitsPerCell, maskSize.height / bitsPerCell) {}
 

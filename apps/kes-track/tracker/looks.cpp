@@ -51,7 +51,7 @@ Clue FindIn(Blob const& blob, Track const& track, Picture const& picture) {
                picture),
         0, picture.mask, picture.frame, {bits * pose.x, bits * (pose.foot - pose.height / 2)},
         {bits * pose.width, bits * pose.height});
-    return {found.centre[0] / bits, (found.centre[1] + found.size[1] / 2) / bits,
+    return {found.centre.x / bits, (found.centre.y + found.size.height / 2) / bits,
             AreLooksKnown(track) ? found.score : UnknownLikeness};
 }
 

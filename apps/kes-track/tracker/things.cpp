@@ -23,8 +23,8 @@ struct Sighting {
 };
 
 cv::Rect RectOf(Box const& box) {
-    return {static_cast<int>(box.left), static_cast<int>(box.top),
-            static_cast<int>(box.right - box.left), static_cast<int>(box.bottom - box.top)};
+    return {static_cast<int>(box.left), static_cast<int>(box.top), static_cast<int>(box.GetWidth()),
+            static_cast<int>(box.GetHeight())};
 }
 
 std::vector<Sighting> FindSightings(cv::Mat1b const& standing, cv::Mat1b const& explained,

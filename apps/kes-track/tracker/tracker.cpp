@@ -135,8 +135,8 @@ void Tracker::Impl::Fit(Frame const& frame) {
     auto const size = frame.GetSize();
     if (size == frameSize) return;
     frameSize = size;
-    auto const width = size[0] / 2;
-    auto const height = size[1] / 2;
+    auto const width = size.width / 2;
+    auto const height = size.height / 2;
     grid = Grid(size);
     std::size_t const words = static_cast<std::size_t>((width + 31) / 32) * height;
     wholePicture = {width, height, std::vector<std::uint32_t>(words, ~std::uint32_t{0})};
@@ -470,8 +470,8 @@ void Tracker::Impl::Dismiss() {
 }
 
 Box Tracker::Impl::PixelBox(Pose const& pose) const {
-    auto const width = static_cast<float>(frameSize[0]);
-    auto const height = static_cast<float>(frameSize[1]);
+    auto const width = static_cast<float>(frameSize.width);
+    auto const height = static_cast<float>(frameSize.height);
     // The segmenter looks at 4 x 4 pixels for a bit, two beyond the bit's own to the right and
     // below: it sees an object two pixels before the object begins.
     float const early = isDetecting ? 0.0F : 2.0F;

@@ -10,7 +10,9 @@ namespace {
 
 constexpr unsigned int MiddleGrey = 127;
 
-std::string Text(Size size) { return std::to_string(size[0]) + " x " + std::to_string(size[1]); }
+std::string Text(Size size) {
+    return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
 
 Frame ReadImage(std::string const& path) {
     try {
@@ -26,8 +28,8 @@ Frame ReadImage(std::string const& path) {
 }  // namespace
 
 algorithm::BitMask EmptyMask(Size frameSize) {
-    std::uint32_t const width = frameSize[0] >> 1;
-    std::uint32_t const height = frameSize[1] >> 1;
+    std::uint32_t const width = frameSize.width >> 1;
+    std::uint32_t const height = frameSize.height >> 1;
     std::size_t const wordsPerRow = (std::size_t{width} + 31) >> 5;
     return {width, height, std::vector<std::uint32_t>(wordsPerRow * height)};
 }

@@ -131,8 +131,8 @@ AVBufferRef* Nv12Converter::TakeBuffer(std::size_t bytes) {
 }
 
 av::Frame Nv12Converter::Convert(AVFrame const& decoded, Size size) {
-    bool const keepsSize = static_cast<unsigned int>(decoded.width) == size[0] &&
-                           static_cast<unsigned int>(decoded.height) == size[1];
+    bool const keepsSize = static_cast<unsigned int>(decoded.width) == size.width &&
+                           static_cast<unsigned int>(decoded.height) == size.height;
     if (keepsSize) {
         if (av::Frame shared = ShareLuminance(decoded)) return shared;
     }
@@ -177,7 +177,7 @@ av::Frame Nv12Converter::ShareLuminance(AVFrame const& decoded) {
 }
 
 av::Frame Nv12Converter::Scale(AVFrame const& decoded, Size size) {
-    av::Frame picture = MakeNv12(static_cast<int>(size[0]), static_cast<int>(size[1]));
+    av::Frame picture = MakeNv12(static_cast<int>(size.width), static_cast<int>(size.height));
     picture->color_range = AVCOL_RANGE_MPEG;
     scaler.reset(sws_getCachedContext(scaler.release(), decoded.width, decoded.height,
                                       static_cast<AVPixelFormat>(decoded.format), picture->width,
@@ -189,8 +189,8 @@ av::Frame Nv12Converter::Scale(AVFrame const& decoded, Size size) {
         throw Failure(ExitCode::BadInput,
                       "cannot convert " + std::to_string(decoded.width) + " x " +
                           std::to_string(decoded.height) + " pictures of the kind " +
-                          (name != nullptr ? name : "unknown") + " to " + std::to_string(size[0]) +
-                          " x " + std::to_string(size[1]));
+                          (name != nullptr ? name : "unknown") + " to " +
+                          std::to_string(size.width) + " x " + std::to_string(size.height));
     }
     return picture;
 }

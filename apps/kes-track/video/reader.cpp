@@ -286,7 +286,7 @@ std::optional<Picture> Reader::Impl::Read() {
 Size Reader::Impl::Turned(Size size) const {
     using media::video::frame::Rotation;
     bool const liesOnSide = rotation == Rotation::Clockwise90 || rotation == Rotation::Clockwise270;
-    return liesOnSide ? Size{size[1], size[0]} : size;
+    return liesOnSide ? Size{size.height, size.width} : size;
 }
 
 // Fetches one picture into `decoded`; false when no more comes.
@@ -373,7 +373,7 @@ std::optional<std::string> Reader::Impl::Fault() const {
 }
 
 std::string Describe(ClipInfo const& clip) {
-    std::string text = std::to_string(clip.size[0]) + " × " + std::to_string(clip.size[1]) +
+    std::string text = std::to_string(clip.size.width) + " × " + std::to_string(clip.size.height) +
                        "   ·   " + FormatNumber(clip.frameRate, 2) + " frames a second";
     if (clip.length) text += "   ·   " + FormatTime(*clip.length);
     return text;

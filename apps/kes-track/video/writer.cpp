@@ -72,7 +72,7 @@ Writer::Impl::Impl(std::string outputPath, Size size, double frameRate)
     AVFormatContext* context = nullptr;
     Check(avformat_alloc_output_context2(&context, nullptr, "mp4", path.c_str()));
     output.reset(context);
-    OpenEncoder({MadeEven(size[0]), MadeEven(size[1])}, frameRate);
+    OpenEncoder({MadeEven(size.width), MadeEven(size.height)}, frameRate);
     OpenFile();
     isOpen = true;
 }
@@ -97,8 +97,8 @@ void Writer::Impl::OpenEncoder(Size size, double frameRate) {
     }
     codec.reset(avcodec_alloc_context3(encoder));
     if (!codec) throw std::bad_alloc();
-    codec->width = static_cast<int>(size[0]);
-    codec->height = static_cast<int>(size[1]);
+    codec->width = static_cast<int>(size.width);
+    codec->height = static_cast<int>(size.height);
     codec->pix_fmt = AV_PIX_FMT_YUV420P;
     codec->color_range = AVCOL_RANGE_MPEG;
     codec->framerate = av_d2q(std::clamp(frameRate, 0.01, 1000.0), 100'000);

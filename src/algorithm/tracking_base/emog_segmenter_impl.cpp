@@ -63,8 +63,8 @@ void EmogSegmenter::Impl::SetStdDevThreshold(float threshold) {
 }
 
 void EmogSegmenter::Impl::ResizeBlobState(geometry::Dimension<unsigned int, 2> const& size) {
-    Eigen::Index const columns = size[0];
-    Eigen::Index const rows = size[1];
+    Eigen::Index const columns = size.width;
+    Eigen::Index const rows = size.height;
     // Eigen frees the old block before it asks for the new one and keeps pointing at it when that
     // fails, so the old block goes first.
     if (blobState.size() != rows * columns) Reset();
@@ -80,8 +80,8 @@ void EmogSegmenter::Impl::Process(media::video::FrameBase<void const> const& fra
                                   unsigned int* stationaryMask) {
     geometry::Dimension<unsigned int, 2> const halfSize{frame.GetWidth() >> 1,
                                                         frame.GetHeight() >> 1};
-    std::size_t const halfWidth = halfSize[0];
-    std::size_t const halfHeight = halfSize[1];
+    std::size_t const halfWidth = halfSize.width;
+    std::size_t const halfHeight = halfSize.height;
     std::size_t const wordsPerRow = (halfWidth + 31) >> 5;
     assert(foregroundMask != stationaryMask || wordsPerRow * halfHeight == 0);
 

@@ -101,8 +101,8 @@ template <media::ColourFormat Format>
 IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
                                      geometry::Rectangle<int> const& area, BitMask const& mask,
                                      Frame const& frame) {
-    std::size_t const width = static_cast<std::size_t>(area.right - area.left);
-    std::size_t const height = static_cast<std::size_t>(area.bottom - area.top);
+    std::size_t const width = static_cast<std::size_t>(area.GetWidth());
+    std::size_t const height = static_cast<std::size_t>(area.GetHeight());
     std::size_t const countsPerRow = width + 1;
     std::size_t const countsPerImage = countsPerRow * (height + 1);
     constexpr std::size_t MaxCountsPerImage = 65535;

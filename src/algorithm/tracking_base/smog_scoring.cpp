@@ -62,13 +62,13 @@ void RequireSearchable(geometry::Point<float, 2> const& predictedCentre,
                        geometry::Dimension<float, 2> const& expectedSize) {
     constexpr float Limit = 32768.0F;
     for (float const value :
-         {predictedCentre[0], predictedCentre[1], expectedSize[0], expectedSize[1]}) {
+         {predictedCentre.x, predictedCentre.y, expectedSize.width, expectedSize.height}) {
         if (!(std::abs(value) < Limit)) {
             throw std::invalid_argument(
                 "Predicted centre and expected size must be finite and below 32768");
         }
     }
-    if (expectedSize[0] < 0.0F || expectedSize[1] < 0.0F) {
+    if (expectedSize.width < 0.0F || expectedSize.height < 0.0F) {
         throw std::invalid_argument("Expected size must not be negative");
     }
 }
@@ -97,16 +97,16 @@ Search PlanSearch(geometry::Rectangle<int> const& blob,
                   geometry::Dimension<float, 2> const& expectedSize) {
     Search search{};
     search.area = blob;
-    Clip(search.area.left, search.area.right, predictedCentre[0], expectedSize[0]);
-    Clip(search.area.top, search.area.bottom, predictedCentre[1], expectedSize[1]);
-    search.width16 = To16(expectedSize[0]);
-    search.height16 = To16(expectedSize[1]);
+    Clip(search.area.left, search.area.right, predictedCentre.x, expectedSize.width);
+    Clip(search.area.top, search.area.bottom, predictedCentre.y, expectedSize.height);
+    search.width16 = To16(expectedSize.width);
+    search.height16 = To16(expectedSize.height);
     search.originX16 = (std::int64_t{search.area.left} << 16) + search.width16 / 2;
     search.originY16 = (std::int64_t{search.area.top} << 16) + search.height16 / 2;
-    search.predictedX16 = To16(predictedCentre[0]) - search.originX16;
-    search.predictedY16 = To16(predictedCentre[1]) - search.originY16;
-    search.across = PlaceAlong(search.area.right - search.area.left, expectedSize[0]);
-    search.down = PlaceAlong(search.area.bottom - search.area.top, expectedSize[1]);
+    search.predictedX16 = To16(predictedCentre.x) - search.originX16;
+    search.predictedY16 = To16(predictedCentre.y) - search.originY16;
+    search.across = PlaceAlong(search.area.GetWidth(), expectedSize.width);
+    search.down = PlaceAlong(search.area.GetHeight(), expectedSize.height);
     return search;
 }
 
@@ -115,11 +115,11 @@ Search PlanSearch(geometry::Rectangle<int> const& blob,
 struct Corners {
     Corners(geometry::Rectangle<int> const& area, Offset16 const& offset16,
             Section16 const& section16) {
-        auto const left = static_cast<std::size_t>((offset16[0] + section16.left) >> 16);
-        auto const right = static_cast<std::size_t>((offset16[0] + section16.right) >> 16);
-        auto const top = static_cast<std::size_t>((offset16[1] + section16.top) >> 16);
-        auto const bottom = static_cast<std::size_t>((offset16[1] + section16.bottom) >> 16);
-        auto const countsPerRow = static_cast<std::size_t>(area.right - area.left) + 1;
+        auto const left = static_cast<std::size_t>((offset16.x + section16.left) >> 16);
+        auto const right = static_cast<std::size_t>((offset16.x + section16.right) >> 16);
+        auto const top = static_cast<std::size_t>((offset16.y + section16.top) >> 16);
+        auto const bottom = static_cast<std::size_t>((offset16.y + section16.bottom) >> 16);
+        auto const countsPerRow = static_cast<std::size_t>(area.GetWidth()) + 1;
         topLeft = top * countsPerRow + left;
         topRight = top * countsPerRow + right;
         bottomLeft = bottom * countsPerRow + left;
@@ -162,7 +162,7 @@ std::uint64_t ColourMatch(Search const& search, IntegralImages const& images,
 std::uint32_t Closeness(Search const& search, Offset16 const& offset16,
                         std::uint32_t penaltyPerCell) {
     std::int64_t const distance16 =
-        std::abs(offset16[0] - search.predictedX16) + std::abs(offset16[1] - search.predictedY16);
+        std::abs(offset16.x - search.predictedX16) + std::abs(offset16.y - search.predictedY16);
     return FullMatch - static_cast<std::uint32_t>(distance16 >> 16) * penaltyPerCell;
 }
 
@@ -203,7 +203,7 @@ float Smog::ScoreBlob(geometry::Rectangle<int> const& blob, BitMask const& mask,
 
 std::array<geometry::Rectangle<unsigned int>, Smog::ComponentCount>
 Smog::ComputeGaussianSectionRectangles(geometry::Dimension<int, 2> const& size) const {
-    std::int64_t const height = size[1];
+    std::int64_t const height = size.height;
     auto const clip = [height](std::int64_t row) {
         return static_cast<unsigned int>(std::min(std::max<std::int64_t>(row, 0), height));
     };
@@ -212,10 +212,10 @@ Smog::ComputeGaussianSectionRectangles(geometry::Dimension<int, 2> const& size) 
         std::int64_t const centre = (gaussians[k].means[Height] * height) >> 8;
         float const halfShare =
             std::sqrt(static_cast<float>(gaussians[k].variances[Height]) * 0x1p-16F);
-        auto const half = static_cast<std::int64_t>(static_cast<float>(size[1]) * halfShare);
+        auto const half = static_cast<std::int64_t>(static_cast<float>(size.height) * halfShare);
         unsigned int const a = clip(centre - half);
         unsigned int const b = clip(centre + half);
-        sections[k] = {0, std::min(a, b), static_cast<unsigned int>(size[0]), std::max(a, b)};
+        sections[k] = {0, std::min(a, b), static_cast<unsigned int>(size.width), std::max(a, b)};
     }
     return sections;
 }
@@ -229,8 +229,8 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
     std::int64_t const width = std::int64_t{blob.right} - blob.left;
     std::int64_t const height = std::int64_t{blob.bottom} - blob.top;
     geometry::Dimension<float, 2> const size{static_cast<float>(width), static_cast<float>(height)};
-    bool const isLarger =
-        size[0] > expectedSize[0] || (size[0] == expectedSize[0] && size[1] > expectedSize[1]);
+    bool const isLarger = size.width > expectedSize.width ||
+                          (size.width == expectedSize.width && size.height > expectedSize.height);
     if (!isLarger) {
         geometry::Point<float, 2> const centre{static_cast<float>(blob.left + std::abs(width) / 2),
                                                static_cast<float>(blob.top + std::abs(height) / 2)};
@@ -255,11 +255,11 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
     auto const toCells = [](std::int64_t position16) {
         return static_cast<float>(position16) * 0x1p-16F;
     };
-    return {std::min(static_cast<float>(best.colour) * 0x1p-26F, 1.0F),
-            {toCells(search.originX16 + best.offset16[0]),
-             toCells(search.originY16 + best.offset16[1])},
-            expectedSize,
-            0.0F};
+    return {
+        std::min(static_cast<float>(best.colour) * 0x1p-26F, 1.0F),
+        {toCells(search.originX16 + best.offset16.x), toCells(search.originY16 + best.offset16.y)},
+        expectedSize,
+        0.0F};
 }
 
 }  // namespace kes::algorithm::tracking_base::appearance

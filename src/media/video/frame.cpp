@@ -85,7 +85,7 @@ FrameBase<T>& FrameBase<T>::operator=(FrameBase other) noexcept {
 template <typename T>
 FrameBase<T>::operator bool() const noexcept {
     for (frame::PlaneBase<T> const& plane : planes) {
-        if (plane) return size[0] != 0 && size[1] != 0;
+        if (plane) return size.width != 0 && size.height != 0;
     }
     return false;
 }
@@ -124,12 +124,12 @@ geometry::Dimension<unsigned int, 2> FrameBase<T>::GetSize() const noexcept {
 
 template <typename T>
 unsigned int FrameBase<T>::GetWidth() const noexcept {
-    return size[0];
+    return size.width;
 }
 
 template <typename T>
 unsigned int FrameBase<T>::GetHeight() const noexcept {
-    return size[1];
+    return size.height;
 }
 
 template <typename T>
@@ -154,7 +154,7 @@ std::function<void()> const& FrameBase<T>::GetUnref() const noexcept {
 
 template <typename T>
 unsigned int FrameBase<T>::GetIteratorLength() const noexcept {
-    return size[1];
+    return size.height;
 }
 
 template <typename T>

@@ -54,8 +54,8 @@ PlaneLayout LayOutPlane(std::uint64_t rowBytes, std::uint64_t rows) {
 }
 
 BlockLayout LayOutBlock(ColourFormat format, geometry::Dimension<unsigned int, 2> frameSize) {
-    std::uint32_t const width = frameSize[0];
-    std::uint32_t const height = frameSize[1];
+    std::uint32_t const width = frameSize.width;
+    std::uint32_t const height = frameSize.height;
     switch (format) {
         case ColourFormat::Grey: return {LayOutPlane(width, height), {}};
         case ColourFormat::Rgb:

@@ -26,10 +26,10 @@ using test::Mask;
 
 void ExpectSame(BlobScore const& a, BlobScore const& b) {
     EXPECT_EQ(a.score, b.score);
-    EXPECT_EQ(a.centre[0], b.centre[0]);
-    EXPECT_EQ(a.centre[1], b.centre[1]);
-    EXPECT_EQ(a.size[0], b.size[0]);
-    EXPECT_EQ(a.size[1], b.size[1]);
+    EXPECT_EQ(a.centre.x, b.centre.x);
+    EXPECT_EQ(a.centre.y, b.centre.y);
+    EXPECT_EQ(a.size.width, b.size.width);
+    EXPECT_EQ(a.size.height, b.size.height);
     EXPECT_EQ(a.tag, b.tag);
 }
 

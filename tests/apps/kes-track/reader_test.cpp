@@ -168,7 +168,7 @@ TEST(Reader, TurnsAClipAsItsContainerSays) {
         Frame const frame = ReadAll(folder / "turned.mov").at(0).frame;
         ASSERT_EQ(frame.GetSize(), c.size);
         EXPECT_EQ(LuminanceAt(frame, 0, 0), c.upperLeft);
-        EXPECT_EQ(LuminanceAt(frame, 0, static_cast<int>(c.size[1]) - 1), c.lowerLeft);
+        EXPECT_EQ(LuminanceAt(frame, 0, static_cast<int>(c.size.height) - 1), c.lowerLeft);
     }
 }
 

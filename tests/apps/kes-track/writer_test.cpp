@@ -41,17 +41,17 @@ TEST(Writer, WritesClipsOfAnySizeThatPlayWithTheirColours) {
     test::Folder const folder;
     cv::Scalar const colour(40, 160, 90);
     for (Size const size : {Size{1, 1}, Size{2, 2}, Size{33, 17}, Size{160, 120}, Size{401, 3}}) {
-        SCOPED_TRACE(testing::Message() << size[0] << " x " << size[1]);
+        SCOPED_TRACE(testing::Message() << size.width << " x " << size.height);
         std::string const path = folder / "clip.mp4";
         Writer writer(path, size, 10.0);
-        cv::Mat const picture(static_cast<int>(size[1]), static_cast<int>(size[0]), CV_8UC3,
+        cv::Mat const picture(static_cast<int>(size.height), static_cast<int>(size.width), CV_8UC3,
                               colour);
         for (int i = 0; i < 12; ++i) writer.Write(picture, i * 100ms);
         writer.Close();
         writer.Close();
 
         Seen const seen = Play(path);
-        EXPECT_EQ(seen.size, (Size{size[0] + size[0] % 2, size[1] + size[1] % 2}));
+        EXPECT_EQ(seen.size, (Size{size.width + size.width % 2, size.height + size.height % 2}));
         EXPECT_EQ(seen.times.size(), 12U);
         for (int channel = 0; channel < 3; ++channel) {
             EXPECT_NEAR(seen.lastMean[channel], colour[channel], 4.0);
