@@ -15,6 +15,7 @@
 #include <opencv2/core.hpp>
 
 #include "bench/compare.hpp"
+#include "bench/machine.hpp"
 #include "bench/tables.hpp"
 
 namespace {
@@ -54,6 +55,7 @@ int main(int argc, char** argv) try {
             for (kes::bench::Result const& result : compare(isWanted)) all.push_back(result);
         }
     }
+    std::cout << '\n' << kes::bench::DescribeMachine() << '\n';
     std::vector<kes::bench::Result> const results = kes::bench::MediansOf(all);
     kes::bench::PrintMarkdown(std::cout, results);
     if (!csvPath.empty()) {

@@ -1,7 +1,6 @@
 // The segmenter against the memory it must move, its own plain version and OpenCV's background
 // subtractors.
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -25,8 +24,6 @@
 
 namespace kes::bench {
 namespace {
-
-using algorithm::tracking_base::EmogSegmenter;
 
 // The peers cost up to a hundred times as much: they learn from the end of the warm-up only.
 constexpr std::size_t PeerWarmUpFrames = 50;
@@ -65,13 +62,6 @@ cv::Mat HalfOf(cv::Mat const& picture) {
     return half;
 }
 
-bool SameModel(EmogSegmenter::Impl const& a, EmogSegmenter::Impl const& b) {
-    using algorithm::tracking_base::CellModel;
-    return a.blobState.size() == b.blobState.size() &&
-           std::memcmp(a.blobState.data(), b.blobState.data(),
-                       static_cast<std::size_t>(a.blobState.size()) * sizeof(CellModel)) == 0;
-}
-
 std::vector<Result> Compare(std::string const& job, std::string const& contentName, cv::Size size) {
     std::unique_ptr<Content> const content = MakeContent(contentName, size);
     SegmenterRun ours(size);
@@ -88,12 +78,14 @@ std::vector<Result> Compare(std::string const& job, std::string const& contentNa
     sets.erase(sets.begin());  // the best one, which ours is in
     if (sets.empty() || sets.back() != HWY_STATIC_TARGET) sets.push_back(HWY_STATIC_TARGET);
     std::vector<SegmenterRun> others(sets.size(), ours);
-    SegmenterRun plainAtO2 = ours;
-    EmogSegmenter::Impl::BlobState moved = ours.segmenter.blobState;
+    PlainAtO2 plainAtO2(ours);
+    constexpr int CellBytes = sizeof(algorithm::tracking_base::CellModel);
+    std::vector<unsigned char> moved(static_cast<std::size_t>(size.area() / 4 * CellBytes));
 
     Loop const pictures(*content, LoopFrames);
-    std::vector<cv::Mat> halves;
-    for (std::size_t i = 0; i < 2 * LoopFrames - 2; ++i) halves.push_back(HalfOf(pictures[i]));
+    std::vector<cv::Mat> halved;
+    for (cv::Mat const& picture : pictures.Pictures()) halved.push_back(HalfOf(picture));
+    Loop const halves(std::move(halved));
 
     std::uint64_t volatile sink = 0;
     std::vector<Contender> contenders{
@@ -111,29 +103,24 @@ std::vector<Result> Compare(std::string const& job, std::string const& contentNa
     }
     hwy::SetSupportedTargetsForTest(0);
     contenders.push_back(
-        {"ours, plain at -O2", [&](std::size_t i) { ProcessPlainlyAtO2(plainAtO2, pictures[i]); }});
+        {"ours, plain at -O2", [&](std::size_t i) { plainAtO2.Process(pictures[i]); }});
     for (Peer& peer : peers) {
-        contenders.push_back(
-            {peer.name, [&](std::size_t i) { peer.See(pictures[i], halves[i % halves.size()]); }});
+        contenders.push_back({peer.name, [&](std::size_t i) { peer.See(pictures[i], halves[i]); }});
     }
     // A picture that has just been decoded lies in the cache, as far as it fits there; without this
     // it would depend on whose turn was before.
     auto const readPicture = [&](std::size_t i) {
         sink = static_cast<std::uint64_t>(cv::sum(pictures[i])[0]);
-        sink = static_cast<std::uint64_t>(cv::sum(halves[i % halves.size()])[0]);
+        sink = static_cast<std::uint64_t>(cv::sum(halves[i])[0]);
     };
     // At 4K a peer takes up to half a second.
     Plan plan;
     if (size.width > 1920) plan.repetitionsInARow = 3;
     plan.prepare = readPicture;
     std::vector<Result> const results = RunContest(job, contenders, plan);
-    others.push_back(std::move(plainAtO2));
-    for (SegmenterRun const& other : others) {
-        if (!SameModel(ours.segmenter, other.segmenter) || ours.foreground != other.foreground ||
-            ours.stationary != other.stationary) {
-            throw std::runtime_error(job +
-                                     ": ours differs from instruction set to instruction set");
-        }
+    for (SegmenterRun const& run : others) {
+        if (plainAtO2.IsSame(run) && plainAtO2.IsSame(ours)) continue;
+        throw std::runtime_error(job + ": ours differs from instruction set to instruction set");
     }
     Print(std::cout, results);
     return results;

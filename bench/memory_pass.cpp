@@ -1,19 +1,16 @@
 #include "bench/memory_pass.hpp"
 
+#include <cstddef>
 #include <cstring>
 
 namespace kes::bench {
 
-std::uint64_t MemoryPass(algorithm::tracking_base::EmogSegmenter::Impl::BlobState& model,
-                         cv::Mat const& picture) {
-    using algorithm::tracking_base::CellModel;
-    auto* const bytes = reinterpret_cast<unsigned char*>(model.data());
-    std::size_t const size = static_cast<std::size_t>(model.size()) * sizeof(CellModel);
-    for (std::size_t i = 0; i + 8 <= size; i += 8) {
+std::uint64_t MemoryPass(std::vector<unsigned char>& model, cv::Mat const& picture) {
+    for (std::size_t i = 0; i + 8 <= model.size(); i += 8) {
         std::uint64_t word;
-        std::memcpy(&word, bytes + i, 8);
+        std::memcpy(&word, &model[i], 8);
         ++word;
-        std::memcpy(bytes + i, &word, 8);
+        std::memcpy(&model[i], &word, 8);
     }
     std::uint64_t sum = 0;
     for (int y = 0; y < picture.rows; ++y) {

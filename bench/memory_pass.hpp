@@ -1,17 +1,15 @@
-// The least that any segmenter with this model can do: move it through the processor once.
+// What moving a whole model through the processor costs: the yardstick for what comes from memory.
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include <opencv2/core.hpp>
 
-#include "algorithm/tracking_base/emog_segmenter_impl.hpp"
-
 namespace kes::bench {
 
-// Reads, changes and writes every byte of the model and reads every pixel of the picture. Returns
-// a sum of the pixels, so that they are really read.
-std::uint64_t MemoryPass(algorithm::tracking_base::EmogSegmenter::Impl::BlobState& model,
-                         cv::Mat const& picture);
+// Reads, changes and writes every byte of the model (42 a cell) and reads every pixel of the
+// picture. Returns a sum of the pixels, so that they are really read.
+std::uint64_t MemoryPass(std::vector<unsigned char>& model, cv::Mat const& picture);
 
 }  // namespace kes::bench

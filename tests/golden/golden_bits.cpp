@@ -27,7 +27,6 @@
 
 namespace {
 
-using kes::algorithm::tracking_base::CellModel;
 using kes::algorithm::tracking_base::EmogSegmenter;
 using kes::algorithm::tracking_base::appearance::BlobScore;
 using kes::algorithm::tracking_base::appearance::Smog;
@@ -100,8 +99,9 @@ void AskSegmenter(Answers& answers) {
             auto const [foreground, stationary] = video.Segment(segmenter);
             masks << foreground.words << stationary.words;
             if (frame % 30 != 0) continue;
-            for (CellModel const& cell : segmenter.blobState.reshaped<Eigen::RowMajor>()) {
-                states << cell;
+            auto const& state = segmenter.blobState;
+            for (std::size_t y = 0; y < state.Height(); ++y) {
+                for (std::size_t x = 0; x < state.Width(); ++x) states << state.Cell(x, y);
             }
         }
         std::string const name = std::string("segmenter/") + c.name;

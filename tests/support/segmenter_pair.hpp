@@ -35,7 +35,7 @@ public:
 
     void SetRecord(std::size_t x, std::size_t y, Record const& record) {
         theirs.SetRecord(x, y, record);
-        CellAt(x, y) = std::bit_cast<CellModel>(record);
+        ours.blobState.SetCell(x, y, std::bit_cast<CellModel>(record));
     }
 
     void Reset() {
@@ -66,7 +66,7 @@ public:
         for (std::size_t y = 0; y < theirs.height && text.str().empty(); ++y) {
             for (std::size_t x = 0; x < theirs.width; ++x) {
                 Record const wanted = theirs.RecordOf(x, y);
-                auto const found = std::bit_cast<Record>(CellAt(x, y));
+                auto const found = std::bit_cast<Record>(ours.blobState.Cell(x, y));
                 if (found == wanted) continue;
                 text << "cell (" << x << ", " << y << "), found and wanted:";
                 for (std::size_t i = 0; i < found.size(); ++i) {
@@ -81,11 +81,6 @@ public:
     std::string Differ(Picture const& picture) {
         Mask const none(picture.width / 2, picture.height / 2);
         return Differ(picture, {none, none, none});
-    }
-
-private:
-    CellModel& CellAt(std::size_t x, std::size_t y) {
-        return ours.blobState(static_cast<Eigen::Index>(y), static_cast<Eigen::Index>(x));
     }
 };
 

@@ -17,6 +17,7 @@
 
 #include "algorithm/tracking_base/emog_model.hpp"
 #include "algorithm/tracking_base/emog_row.hpp"
+#include "algorithm/tracking_base/emog_state.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
@@ -24,7 +25,7 @@ namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
 // Sixteen bits hold a feature, a mean, a deviation or an age. A strip is as many cells as a vector
-// has such lanes, at most a mask word's 32.
+// has such lanes, at most a tile's 32.
 using D16 = hn::CappedTag<std::uint16_t, 32>;
 using V16 = hn::Vec<D16>;
 using Lanes = hn::Mask<D16>;  // a truth for each cell
@@ -177,6 +178,15 @@ struct SteadyRate {
     }
 };
 
+// The first frame's weight of 256: the observation itself.
+struct WholeRate {
+    explicit WholeRate(std::int32_t) {}
+
+    HWY_INLINE V16 Move(D16, V16, V16 to) const { return to; }
+    HWY_INLINE V16 MoveNear(D16, V16, V16 to) const { return to; }
+    HWY_INLINE V32 Move(V32, V32 to) const { return to; }
+};
+
 // Any weight from 0 to 255.
 struct AnyRate {
     explicit AnyRate(std::int32_t rate) : rate(rate) {}
@@ -220,77 +230,30 @@ HWY_INLINE V32 ClampSquaredDeviation(V32 squared) {
 
 // ---------------------------------------------------------------------------------------- storage
 
-// A record is 21 numbers of 16 bits: count, then mean and deviation of three features, three times.
-constexpr std::size_t RecordFields = sizeof(CellModel) / sizeof(std::uint16_t);
-constexpr std::size_t BlockFields = 8;  // as many as 16 bytes hold
-
-// Three overlapping blocks cover a record; each ends within it.
-constexpr std::size_t Slot0Block = 0;   // slot 0 and the count of slot 1
-constexpr std::size_t Slot1Block = 7;   // slot 1 and the count of slot 2
-constexpr std::size_t Slot2Block = 13;  // the last deviation of slot 1, and slot 2
-static_assert(Slot2Block + BlockFields == RecordFields);
-
-// Eight vectors: of each 16-byte block, the same field of 8 cells, or all 8 fields of one.
-struct Block {
-    V16 at[BlockFields];
+// Where a strip's cells lie: lane 0 is number `lane` of the tiles' 32. Tiles are aligned and hold
+// whole strips.
+struct Strip {
+    FieldLine* background;
+    FieldLine* younger;
+    std::size_t lane;
 };
 
-// One perfect shuffle of eight vectors. Number a block's 64 elements by three bits of row and three
-// of lane, abc def: interleaving rows i and i + 4 takes element abc def to bcd efa.
-HWY_INLINE Block Shuffle(D16 d, Block const& in) {
-    Block out;
-    for (std::size_t i = 0; i < 4; ++i) {
-        out.at[2 * i] = hn::InterleaveLower(d, in.at[i], in.at[i + 4]);
-        out.at[2 * i + 1] = hn::InterleaveUpper(d, in.at[i], in.at[i + 4]);
-    }
-    return out;
+// Which of a strip's lanes are cells. At the end of a row the others are padding, whose records
+// stay empty.
+struct AllCells {};
+struct SomeCells {
+    Lanes lanes;
+};
+
+HWY_INLINE V16 Load(D16 d, FieldLine const& line, std::size_t lane) {
+    return hn::Load(d, line.at.data() + lane);
 }
 
-// Three turns exchange row and lane: abc def becomes def abc. Its own inverse.
-HWY_INLINE Block Transpose(D16 d, Block const& in) {
-    return Shuffle(d, Shuffle(d, Shuffle(d, in)));
+HWY_INLINE void Store(AllCells, V16 v, D16 d, FieldLine& line, std::size_t lane) {
+    hn::Store(v, d, line.at.data() + lane);
 }
-
-// 16 bytes of every eighth record from `first`.
-template <class D>
-HWY_INLINE hn::Vec<D> LoadEveryEighth(D d, std::uint16_t const* first) {
-    constexpr std::size_t Count = hn::MaxLanes(D());
-    if constexpr (Count == BlockFields) {
-        return hn::LoadU(d, first);
-    } else {
-        hn::Half<D> const half;
-        std::uint16_t const* const middle = first + Count / 2 * RecordFields;
-        return hn::Combine(d, LoadEveryEighth(half, middle), LoadEveryEighth(half, first));
-    }
-}
-
-template <class D>
-HWY_INLINE void StoreEveryEighth(D d, hn::Vec<D> v, std::uint16_t* first) {
-    constexpr std::size_t Count = hn::MaxLanes(D());
-    if constexpr (Count == BlockFields) {
-        hn::StoreU(v, d, first);
-    } else {
-        hn::Half<D> const half;
-        StoreEveryEighth(half, hn::LowerHalf(half, v), first);
-        StoreEveryEighth(half, hn::UpperHalf(half, v), first + Count / 2 * RecordFields);
-    }
-}
-
-HWY_INLINE Block LoadBlock(D16 d, CellModel const* cells, std::size_t field) {
-    auto const* const fields = reinterpret_cast<std::uint16_t const*>(cells) + field;
-    Block rows;
-    for (std::size_t i = 0; i < BlockFields; ++i) {
-        rows.at[i] = LoadEveryEighth(d, fields + i * RecordFields);
-    }
-    return Transpose(d, rows);
-}
-
-HWY_INLINE void StoreBlock(D16 d, Block const& block, CellModel* cells, std::size_t field) {
-    auto* const fields = reinterpret_cast<std::uint16_t*>(cells) + field;
-    Block const rows = Transpose(d, block);
-    for (std::size_t i = 0; i < BlockFields; ++i) {
-        StoreEveryEighth(d, rows.at[i], fields + i * RecordFields);
-    }
+HWY_INLINE void Store(SomeCells cells, V16 v, D16 d, FieldLine& line, std::size_t lane) {
+    hn::Store(hn::IfThenElseZero(cells.lanes, v), d, line.at.data() + lane);
 }
 
 // Slot 0 with the count of slot 1 behind it, which tells whether there is more to a cell.
@@ -299,41 +262,46 @@ struct Background {
     V16 youngerCount;
 };
 
-HWY_INLINE Background LoadBackground(D16 d, CellModel const* cells) {
-    Block const b = LoadBlock(d, cells, Slot0Block);
-    return {{b.at[0], {{b.at[1], b.at[2]}, {b.at[3], b.at[4]}, {b.at[5], b.at[6]}}}, b.at[7]};
+HWY_INLINE Background LoadBackground(D16 d, Strip const& strip) {
+    auto const field = [&](std::size_t i)
+                           HWY_ATTR { return Load(d, strip.background[i], strip.lane); };
+    return {{field(0), {{field(1), field(2)}, {field(3), field(4)}, {field(5), field(6)}}},
+            field(7)};
 }
 
-HWY_INLINE void StoreBackground(D16 d, ModeLanes const& mode, V16 youngerCount, CellModel* cells) {
-    FeatureLanes const* const f = mode.features;
-    StoreBlock(d,
-               {{mode.count, f[0].mean, f[0].stdDev, f[1].mean, f[1].stdDev, f[2].mean, f[2].stdDev,
-                 youngerCount}},
-               cells, Slot0Block);
+template <class Cells>
+HWY_INLINE void StoreBackground(D16 d, Cells cells, ModeLanes const& mode, V16 youngerCount,
+                                Strip const& strip) {
+    FieldLine* const fields = strip.background;
+    Store(cells, mode.count, d, fields[0], strip.lane);
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        Store(cells, mode.features[i].mean, d, fields[1 + 2 * i], strip.lane);
+        Store(cells, mode.features[i].stdDev, d, fields[2 + 2 * i], strip.lane);
+    }
+    Store(cells, youngerCount, d, fields[7], strip.lane);
 }
 
-HWY_INLINE CellLanes LoadCells(D16 d, CellModel const* cells) {
-    Block const b = LoadBlock(d, cells, Slot1Block);
-    Block const c = LoadBlock(d, cells, Slot2Block);
-    return {{LoadBackground(d, cells).mode,
-             {b.at[0], {{b.at[1], b.at[2]}, {b.at[3], b.at[4]}, {b.at[5], b.at[6]}}},
-             {c.at[1], {{c.at[2], c.at[3]}, {c.at[4], c.at[5]}, {c.at[6], c.at[7]}}}}};
+HWY_INLINE CellLanes LoadCells(D16 d, Strip const& strip) {
+    Background const background = LoadBackground(d, strip);
+    auto const field = [&](std::size_t i)
+                           HWY_ATTR { return Load(d, strip.younger[i], strip.lane); };
+    return {{background.mode,
+             {background.youngerCount,
+              {{field(0), field(1)}, {field(2), field(3)}, {field(4), field(5)}}},
+             {field(6), {{field(7), field(8)}, {field(9), field(10)}, {field(11), field(12)}}}}};
 }
 
-HWY_INLINE void StoreCells(D16 d, CellLanes const& cell, CellModel* cells) {
-    ModeLanes const& one = cell.slots[1];
-    ModeLanes const& two = cell.slots[2];
-    FeatureLanes const* const f = one.features;
-    FeatureLanes const* const g = two.features;
-    StoreBackground(d, cell.slots[0], one.count, cells);
-    StoreBlock(d,
-               {{one.count, f[0].mean, f[0].stdDev, f[1].mean, f[1].stdDev, f[2].mean, f[2].stdDev,
-                 two.count}},
-               cells, Slot1Block);
-    StoreBlock(d,
-               {{f[2].stdDev, two.count, g[0].mean, g[0].stdDev, g[1].mean, g[1].stdDev, g[2].mean,
-                 g[2].stdDev}},
-               cells, Slot2Block);
+template <class Cells>
+HWY_INLINE void StoreCells(D16 d, Cells cells, CellLanes const& cell, Strip const& strip) {
+    StoreBackground(d, cells, cell.slots[0], cell.slots[1].count, strip);
+    FieldLine* const fields = strip.younger;
+    Store(cells, cell.slots[2].count, d, fields[6], strip.lane);
+    for (std::size_t i = 0; i < FeatureCount; ++i) {
+        Store(cells, cell.slots[1].features[i].mean, d, fields[2 * i], strip.lane);
+        Store(cells, cell.slots[1].features[i].stdDev, d, fields[2 * i + 1], strip.lane);
+        Store(cells, cell.slots[2].features[i].mean, d, fields[2 * i + 7], strip.lane);
+        Store(cells, cell.slots[2].features[i].stdDev, d, fields[2 * i + 8], strip.lane);
+    }
 }
 
 HWY_INLINE Lanes LanesOf(D16 d, StripBits bits) {
@@ -530,10 +498,22 @@ HWY_INLINE Outputs Report(D16 d, Placement const& placement, FrameValues const& 
 
 // ------------------------------------------------------------------------------- strips and rows
 
+HWY_INLINE bool HoldsForAll(D16 d, AllCells, Lanes truth) { return hn::AllTrue(d, truth); }
+HWY_INLINE bool HoldsForAll(D16 d, SomeCells cells, Lanes truth) {
+    return hn::AllFalse(d, hn::AndNot(truth, cells.lanes));
+}
+
+HWY_INLINE Outputs Only(D16, AllCells, Outputs const& outputs) { return outputs; }
+HWY_INLINE Outputs Only(D16 d, SomeCells cells, Outputs const& outputs) {
+    StripBits const bits = BitsOf(d, cells.lanes);
+    return {outputs.young & bits, outputs.stationary & bits};
+}
+
 // Cells as in most of a picture: every one sees its background and has nothing younger. Then the
 // mode ages, nothing is placed anew or cleared or reported, and only the first 16 bytes of the
 // records are touched. No deviation, the observation's or the mode's, reaches Far.
-HWY_INLINE bool IsQuiet(D16 d, Background const& background, Features const& features,
+template <class Cells>
+HWY_INLINE bool IsQuiet(D16 d, Cells cells, Background const& background, Features const& features,
                         FrameValues const& values) {
     V16 deviations = hn::Zero(d);
     for (std::size_t i = 0; i < FeatureCount; ++i) {
@@ -542,8 +522,9 @@ HWY_INLINE bool IsQuiet(D16 d, Background const& background, Features const& fea
         deviations = hn::Or(deviations, AbsoluteDifference(features.at[i], model.mean));
     }
     V16 const far = hn::And(deviations, hn::Set(d, static_cast<std::uint16_t>(0 - Far)));
-    return hn::AllTrue(d, hn::And(Fits(d, background.mode, features, values),
-                                  IsZero(d, hn::Or(far, background.youngerCount))));
+    Lanes const isQuiet = hn::And(Fits(d, background.mode, features, values),
+                                  IsZero(d, hn::Or(far, background.youngerCount)));
+    return HoldsForAll(d, cells, isQuiet);
 }
 
 // Learned where no deviation reaches Far.
@@ -558,55 +539,53 @@ HWY_INLINE FeatureLanes LearnedNear(D16 d, FeatureLanes const& old, V16 feature,
     return {rate.MoveNear(d, old.mean, feature), FloorSqrtNear(d, {even, odd})};
 }
 
-template <class Rate>
-HWY_INLINE void UpdateQuiet(D16 d, Background const& background, Features const& features,
-                            FrameValues const& values, Rate const& rate, CellModel* cells) {
+template <class Rate, class Cells>
+HWY_INLINE void UpdateQuiet(D16 d, Cells cells, Background const& background,
+                            Features const& features, FrameValues const& values, Rate const& rate,
+                            Strip const& strip) {
     V16 const one = hn::Set(d, std::uint16_t{1});
     ModeLanes mode;
     mode.count = hn::Min(hn::Add(background.mode.count, one), hn::Set(d, values.maxCount));
     for (std::size_t i = 0; i < FeatureCount; ++i) {
         mode.features[i] = LearnedNear(d, background.mode.features[i], features.at[i], rate);
     }
-    StoreBackground(d, mode, background.youngerCount, cells);
+    StoreBackground(d, cells, mode, background.youngerCount, strip);
 }
 
-template <class Rate>
-HWY_INLINE Outputs UpdateStrip(CellModel* cells, unsigned char const* patch, std::ptrdiff_t stride,
-                               Commands commands, FrameValues const& values, Rate const& rate) {
+template <class Rate, class Cells>
+HWY_INLINE Outputs UpdateStrip(Cells cells, Strip const& strip, unsigned char const* patch,
+                               std::ptrdiff_t stride, Commands commands, FrameValues const& values,
+                               Rate const& rate) {
     D16 const d;
     Features const features = Observe(d, patch, stride);
-    Background const background = LoadBackground(d, cells);
+    Background const background = LoadBackground(d, strip);
     if (HWY_LIKELY((commands.reset | commands.freeze) == 0 &&
-                   IsQuiet(d, background, features, values))) {
-        UpdateQuiet(d, background, features, values, rate, cells);
+                   IsQuiet(d, cells, background, features, values))) {
+        UpdateQuiet(d, cells, background, features, values, rate, strip);
         return {0, 0};
     }
     Lanes const reset = LanesOf(d, commands.reset);
     Lanes const freeze = LanesOf(d, commands.freeze);
-    CellLanes cell = LoadCells(d, cells);
+    CellLanes cell = LoadCells(d, strip);
     Match const match = FindMatch(d, cell, features, values);
     Placement const placement = Place(d, cell, match, reset, freeze, values);
     ClearYounger(d, cell, placement);
     Learn(d, cell, placement, match, features, reset, commands.reset != 0, rate);
-    StoreCells(d, cell, cells);
-    return Report(d, placement, values);
+    StoreCells(d, cells, cell, strip);
+    return Only(d, cells, Report(d, placement, values));
 }
 
-// Reading ahead is worth a factor of two at 1080p and above, where the model comes from memory:
-// this many cells, 10.5 KB, which the first-level cache holds beside what is being worked on.
-constexpr std::size_t PrefetchCells = 256;
-constexpr std::size_t CacheLine = 64;  // bytes
+// Backgrounds are read in the order in which they lie in memory. Processors foresee that, but not
+// far enough where the model does not fit into the cache: 8 KB ahead took 4K from 0.75 to 0.45 of
+// the time of a pass over the whole model (Zen 5), 2 to 16 KB are nearly as good.
+constexpr std::size_t PrefetchTiles = 16;
 
-HWY_INLINE void PrefetchAhead(CellModel const* cells) {
+HWY_INLINE void PrefetchAhead(FieldLine const* background) {
     // May point beyond the model, where a prefetch does nothing.
-    auto const ahead = reinterpret_cast<std::uintptr_t>(cells) + PrefetchCells * sizeof(CellModel);
-    // Sixteen cells at a time: a compiler unrolls short loops.
-    constexpr std::size_t Cells = HWY_MIN(StripCells, 16);
-    for (std::size_t cell = 0; cell < StripCells; cell += Cells) {
-        for (std::size_t byte = 0; byte < Cells * sizeof(CellModel); byte += CacheLine) {
-            hwy::Prefetch(
-                reinterpret_cast<unsigned char const*>(ahead + cell * sizeof(CellModel) + byte));
-        }
+    auto const ahead = reinterpret_cast<std::uintptr_t>(background) +
+                       PrefetchTiles * BackgroundFields * sizeof(FieldLine);
+    for (std::size_t i = 0; i < BackgroundFields; ++i) {
+        hwy::Prefetch(reinterpret_cast<unsigned char const*>(ahead + i * sizeof(FieldLine)));
     }
 }
 
@@ -620,47 +599,63 @@ HWY_INLINE std::uint32_t ReverseBits(std::uint32_t v) {
     return (v >> 16) | (v << 16);
 }
 
-// For rows of at least one strip.
+// Which of a strip's lanes are the first `count` cells, all where there are more.
+HWY_INLINE SomeCells FirstCells(D16 d, std::size_t count) { return {hn::FirstN(d, count)}; }
+
+// Four rows of a tile's pixels, for a row's last tile, where lanes reach beyond the frame.
+struct TilePixels {
+    static constexpr std::size_t Width = 2 * TileCells + 2;
+
+    TilePixels(unsigned char const* patch, std::ptrdiff_t stride, std::size_t width) {
+        for (std::ptrdiff_t row = 0; row < PatchSize; ++row) {
+            std::memcpy(rows[row], patch + row * stride, width);
+        }
+    }
+
+    unsigned char rows[PatchSize][Width] = {};
+};
+
+// For rows of at least one cell.
 template <class Rate>
-HWY_NOINLINE void UpdateRowInStrips(CellModel* cells, std::size_t cellCount,
-                                    unsigned char const* luminance, std::ptrdiff_t stride,
-                                    RowMasks const& masks, FrameValues const& values) {
-    constexpr std::size_t WordCells = 32;
+HWY_NOINLINE void UpdateRowInLanes(RowTiles const& tiles, std::size_t cellCount,
+                                   unsigned char const* luminance, std::ptrdiff_t stride,
+                                   RowMasks const& masks, FrameValues const& values) {
+    D16 const d;
     Rate const rate(values.learningRate);
-    for (std::size_t wordX = 0; wordX < cellCount; wordX += WordCells) {
-        std::size_t const word = wordX / WordCells;
+    std::size_t const lastTile = (cellCount - 1) / TileCells;
+    for (std::size_t tile = 0; tile <= lastTile; ++tile) {
         // Read before the outputs are written: they may be the same arrays.
-        std::uint32_t const exclude = masks.exclude[word];
-        Commands const inWord{ReverseBits(masks.reset[word]), ReverseBits(masks.freeze[word])};
+        std::uint32_t const exclude = masks.exclude[tile];
+        Commands const inTile{ReverseBits(masks.reset[tile]), ReverseBits(masks.freeze[tile])};
+        unsigned char const* const patch = luminance + 2 * TileCells * tile;
 
         StripBits young = 0;
         StripBits stationary = 0;
-        for (std::size_t x = 0; x < WordCells && wordX + x < cellCount; x += StripCells) {
-            std::size_t const cellX = wordX + x;
-            Commands const commands{inWord.reset >> x, inWord.freeze >> x};
-            if (cellX + StripCells <= cellCount) {
-                PrefetchAhead(cells + cellX);
-                Outputs const outputs = UpdateStrip(cells + cellX, luminance + 2 * cellX, stride,
-                                                    commands, values, rate);
-                young |= outputs.young << x;
-                stationary |= outputs.stationary << x;
-                continue;
+        auto const take = [&](std::size_t lane, Outputs const& outputs) HWY_ATTR {
+            young |= outputs.young << lane;
+            stationary |= outputs.stationary << lane;
+        };
+        FieldLine* const background = tiles.BackgroundOf(tile);
+        FieldLine* const younger = tiles.YoungerOf(tile);
+        PrefetchAhead(background);
+        if (tile < lastTile) {
+            for (std::size_t lane = 0; lane < TileCells; lane += StripCells) {
+                take(lane,
+                     UpdateStrip(AllCells{}, {background, younger, lane}, patch + 2 * lane, stride,
+                                 {inTile.reset >> lane, inTile.freeze >> lane}, values, rate));
             }
-            // The row's last cells, fewer than a strip: step back to make it full, and put back
-            // the records of the cells that are done already.
-            std::size_t const done = cellX + StripCells - cellCount;
-            std::size_t const stripX = cellX - done;
-            CellModel doneCells[StripCells];
-            std::memcpy(doneCells, cells + stripX, done * sizeof(CellModel));
-            Outputs const outputs =
-                UpdateStrip(cells + stripX, luminance + 2 * stripX, stride,
-                            {commands.reset << done, commands.freeze << done}, values, rate);
-            std::memcpy(cells + stripX, doneCells, done * sizeof(CellModel));
-            young |= outputs.young >> done << x;
-            stationary |= outputs.stationary >> done << x;
+        } else {
+            std::size_t const cells = cellCount - TileCells * tile;
+            TilePixels const pixels(patch, stride, 2 * cells + 2);
+            for (std::size_t lane = 0; lane < cells; lane += StripCells) {
+                take(lane,
+                     UpdateStrip(FirstCells(d, cells - lane), {background, younger, lane},
+                                 pixels.rows[0] + 2 * lane, TilePixels::Width,
+                                 {inTile.reset >> lane, inTile.freeze >> lane}, values, rate));
+            }
         }
-        masks.foreground[word] = ReverseBits(young) & ~exclude;
-        masks.stationary[word] = ReverseBits(stationary) & ~exclude;
+        masks.foreground[tile] = ReverseBits(young) & ~exclude;
+        masks.stationary[tile] = ReverseBits(stationary) & ~exclude;
     }
 }
 

@@ -15,17 +15,16 @@
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
 
-void UpdateRow(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
+void UpdateRow(RowTiles const& tiles, std::size_t cellCount, unsigned char const* luminance,
                std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values) {
 #if KES_HAS_LANES
-    // 256 is the weight of the very first frame, and 256 * 256 no number of 16 bits.
-    if (cellCount >= StripCells && values.learningRate < 256) {
-        auto const update =
-            values.learningRate == 2 ? UpdateRowInStrips<SteadyRate> : UpdateRowInStrips<AnyRate>;
-        return update(cells, cellCount, luminance, stride, masks, values);
-    }
+    auto const update = values.learningRate == 2     ? UpdateRowInLanes<SteadyRate>
+                        : values.learningRate == 256 ? UpdateRowInLanes<WholeRate>
+                                                     : UpdateRowInLanes<AnyRate>;
+#else
+    auto const update = UpdateRowPlain;
 #endif
-    UpdateRowPlain(cells, cellCount, luminance, stride, masks, values);
+    update(tiles, cellCount, luminance, stride, masks, values);
 }
 
 char const* RowInstructionSet() { return KES_HAS_LANES ? hwy::TargetName(HWY_TARGET) : "plain"; }
@@ -39,9 +38,9 @@ namespace kes::algorithm::tracking_base {
 HWY_EXPORT(UpdateRow);
 HWY_EXPORT(RowInstructionSet);
 
-void UpdateRow(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
+void UpdateRow(RowTiles const& tiles, std::size_t cellCount, unsigned char const* luminance,
                std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values) {
-    HWY_DYNAMIC_DISPATCH(UpdateRow)(cells, cellCount, luminance, stride, masks, values);
+    HWY_DYNAMIC_DISPATCH(UpdateRow)(tiles, cellCount, luminance, stride, masks, values);
 }
 
 char const* RowInstructionSet() { return HWY_DYNAMIC_DISPATCH(RowInstructionSet)(); }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "algorithm/tracking_base/emog_model.hpp"
+#include "algorithm/tracking_base/emog_state.hpp"
 
 namespace kes::algorithm::tracking_base {
 
@@ -21,12 +22,12 @@ struct RowMasks {
 // mask words that hold them, bits beyond the last cell as 0.
 // luminance: the pixel at column 0 of frame row 2y; 4 rows of 2 * cellCount + 2 pixels are read.
 // Runs in the widest lanes that the processor has; the bits are the same in all of them.
-void UpdateRow(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
+void UpdateRow(RowTiles const& tiles, std::size_t cellCount, unsigned char const* luminance,
                std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values);
 
 // The same, one cell after the other: for rows and processors that lanes do not suit, and the judge
 // of those that they do.
-void UpdateRowPlain(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
+void UpdateRowPlain(RowTiles const& tiles, std::size_t cellCount, unsigned char const* luminance,
                     std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values);
 
 // The instruction set that UpdateRow uses here, in Highway's spelling; "plain" where it uses no

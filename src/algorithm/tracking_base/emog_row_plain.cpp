@@ -11,7 +11,7 @@ constexpr std::uint32_t FirstCellBit = std::uint32_t{1} << 31;  // a word's left
 
 }  // namespace
 
-void UpdateRowPlain(CellModel* cells, std::size_t cellCount, unsigned char const* luminance,
+void UpdateRowPlain(RowTiles const& tiles, std::size_t cellCount, unsigned char const* luminance,
                     std::ptrdiff_t stride, RowMasks const& masks, FrameValues const& values) {
     for (std::size_t first = 0; first < cellCount; first += CellsPerWord) {
         std::size_t const word = first / CellsPerWord;
@@ -26,7 +26,10 @@ void UpdateRowPlain(CellModel* cells, std::size_t cellCount, unsigned char const
         for (std::size_t cellX = first; cellX < end; ++cellX) {
             std::uint32_t const bit = FirstCellBit >> (cellX - first);
             cell::Commands const commands{(reset & bit) != 0, (freeze & bit) != 0};
-            switch (cell::Update(cells[cellX], luminance + 2 * cellX, stride, commands, values)) {
+            CellModel cell = LoadCell(tiles, cellX);
+            auto const output = cell::Update(cell, luminance + 2 * cellX, stride, commands, values);
+            StoreCell(tiles, cellX, cell);
+            switch (output) {
                 case cell::Output::Background: break;
                 case cell::Output::YoungForeground: foreground |= bit; break;
                 case cell::Output::StationaryForeground: stationary |= bit; break;

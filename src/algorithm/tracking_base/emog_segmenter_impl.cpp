@@ -50,7 +50,7 @@ FrameValues ValuesOf(EmogSegmenter::Impl const& state) {
 }  // namespace
 
 void EmogSegmenter::Impl::Reset() {
-    blobState.resize(0, 0);
+    blobState.Clear();
     blobStateSize = {0, 0};
     frameCount = 0;
 }
@@ -63,14 +63,10 @@ void EmogSegmenter::Impl::SetStdDevThreshold(float threshold) {
 }
 
 void EmogSegmenter::Impl::ResizeBlobState(geometry::Dimension<unsigned int, 2> const& size) {
-    Eigen::Index const columns = size.width;
-    Eigen::Index const rows = size.height;
-    // Eigen frees the old block before it asks for the new one and keeps pointing at it when that
-    // fails, so the old block goes first.
-    if (blobState.size() != rows * columns) Reset();
-    blobState.resize(rows, columns);
-    std::fill_n(blobState.data(), blobState.size(), CellModel{});
+    // What holds where the next line throws.
+    blobStateSize = {0, 0};
     frameCount = 0;
+    blobState.Resize(size.width, size.height);
     blobStateSize = size;
 }
 
@@ -99,7 +95,7 @@ void EmogSegmenter::Impl::Process(media::video::FrameBase<void const> const& fra
         std::size_t const firstWord = cellY * wordsPerRow;
         RowMasks const masks{freezeMask + firstWord, resetMask + firstWord, excludeMask + firstWord,
                              foregroundMask + firstWord, stationaryMask + firstWord};
-        UpdateRow(blobState.data() + cellY * halfWidth, halfWidth - 1,
+        UpdateRow(blobState.Row(cellY), halfWidth - 1,
                   luminance + 2 * static_cast<std::ptrdiff_t>(cellY) * stride, stride, masks,
                   values);
         // A last word that holds the last column alone.

@@ -4,20 +4,16 @@
 #include <chrono>
 #include <cstdint>
 
-#include <Eigen/Core>
-
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/geometry/dimension.hpp>
 
-#include "algorithm/tracking_base/emog_model.hpp"
+#include "algorithm/tracking_base/emog_state.hpp"
 
 namespace kes::algorithm::tracking_base {
 
 // Hidden by name: a class nested in an exported one would be exported with it.
 class __attribute__((visibility("hidden"))) EmogSegmenter::Impl {
 public:
-    using BlobState = Eigen::Matrix<CellModel, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
-
     void Reset();
 
     std::chrono::milliseconds GetHoldOnTime() const { return holdOnTime; }
@@ -33,15 +29,15 @@ public:
                  unsigned int const* resetMask, unsigned int const* excludeMask,
                  unsigned int* foregroundMask, unsigned int* stationaryMask);
 
-    // Builds the blob state, every cell empty, for size = {halfWidth, halfHeight}. Keeps the block
-    // when the number of cells is unchanged. Throws std::bad_alloc, and is then as after Reset.
+    // Builds the blob state, every cell empty, for size = {halfWidth, halfHeight}. Throws
+    // std::bad_alloc, and is then as after Reset.
     void ResizeBlobState(geometry::Dimension<unsigned int, 2> const& size);
 
     std::chrono::milliseconds holdOnTime{60000};
     bool abandonedObjectEnabled = false;
     std::chrono::milliseconds stationaryTime{5000};
     float stdDevThreshold = 4.0F;
-    BlobState blobState;                                       // element (y, x) is cell (x, y)
+    BlobState blobState;
     geometry::Dimension<unsigned int, 2> blobStateSize{0, 0};  // the half size it was built for
     std::uint32_t frameCount = 0;                              // since it was built; saturates
     float thresholdFactor = 1.0F;

@@ -159,7 +159,7 @@ TEST(EmogSegmenterImpl, LearnsAConstantSceneAsTheModelSays) {
     std::uint16_t const means[] = {32768, 32768, 77 * 256};
     for (unsigned frame = 1; frame <= 1000; ++frame) {
         ASSERT_EQ(pair.Differ(picture), "");
-        Mode const& background = pair.ours.blobState(2, 2).slots[0];
+        Mode const background = pair.ours.blobState.Cell(2, 2).slots[0];
         ASSERT_EQ(background.count, std::min(frame, 975U));
         for (std::size_t i = 0; i < FeatureCount; ++i) {
             ASSERT_EQ(background.features[i].mean, means[i]);
@@ -171,15 +171,22 @@ TEST(EmogSegmenterImpl, LearnsAConstantSceneAsTheModelSays) {
     }
 }
 
-TEST(EmogSegmenterImpl, KeepsTheBlockWhenOnlyTheShapeChanges) {
+// A camera turned by a quarter brings as many cells in another shape.
+TEST(EmogSegmenterImpl, KeepsItsMemoryAndNoCellWhenWidthAndHeightAreExchanged) {
     EmogSegmenter::Impl impl;
     impl.ResizeBlobState({320, 240});
-    impl.blobState(7, 3).slots[1].count = 9;
-    CellModel const* const block = impl.blobState.data();
+    CellModel seen{};
+    seen.slots[1].count = 9;
+    impl.blobState.SetCell(3, 7, seen);
+    FieldLine const* const first = impl.blobState.Row(0).backgrounds;
     impl.ResizeBlobState({240, 320});
-    EXPECT_EQ(impl.blobState.data(), block);
-    EXPECT_EQ(impl.blobState.rows(), 320);
-    for (CellModel const& cell : impl.blobState.reshaped()) ASSERT_EQ(cell.slots[1].count, 0);
+    EXPECT_EQ(impl.blobState.Row(0).backgrounds, first);
+    ASSERT_EQ(impl.blobState.Height(), 320U);
+    for (std::size_t y = 0; y < 320; ++y) {
+        for (std::size_t x = 0; x < 240; ++x) {
+            ASSERT_EQ(impl.blobState.Cell(x, y).slots[1].count, 0);
+        }
+    }
 }
 
 TEST(EmogSegmenterImpl, IsAsAfterResetWhenTheModelCannotBeAllocated) {
@@ -195,7 +202,7 @@ TEST(EmogSegmenterImpl, IsAsAfterResetWhenTheModelCannotBeAllocated) {
                      std::bad_alloc);
         EXPECT_EQ(foreground, 1U);
         EXPECT_EQ(stationary, 2U);
-        EXPECT_EQ(pair.ours.blobState.data(), nullptr);
+        EXPECT_EQ(pair.ours.blobState.Height(), 0U);
         pair.theirs.Reset();
     }
     ASSERT_EQ(pair.Differ(picture), "");
