@@ -81,6 +81,7 @@ struct Placement {
 struct Outputs {
     StripBits young;
     StripBits stationary;
+    bool isQuiet;  // needed nothing but the backgrounds
 };
 
 // ------------------------------------------------------------------------------- small arithmetic
@@ -493,7 +494,7 @@ HWY_INLINE Outputs Report(D16 d, Placement const& placement, FrameValues const& 
     Lanes const isForeground = hn::Not(placement.inSlot[0]);
     Lanes const isStationary = hn::And(isForeground, IsAtLeast(placement.count, stationaryFrames));
     StripBits const stationary = BitsOf(d, isStationary);
-    return {BitsOf(d, isForeground) ^ stationary, stationary};
+    return {BitsOf(d, isForeground) ^ stationary, stationary, false};
 }
 
 // ------------------------------------------------------------------------------- strips and rows
@@ -506,7 +507,7 @@ HWY_INLINE bool HoldsForAll(D16 d, SomeCells cells, Lanes truth) {
 HWY_INLINE Outputs Only(D16, AllCells, Outputs const& outputs) { return outputs; }
 HWY_INLINE Outputs Only(D16 d, SomeCells cells, Outputs const& outputs) {
     StripBits const bits = BitsOf(d, cells.lanes);
-    return {outputs.young & bits, outputs.stationary & bits};
+    return {outputs.young & bits, outputs.stationary & bits, outputs.isQuiet};
 }
 
 // Cells as in most of a picture: every one sees its background and has nothing younger. Then the
@@ -562,7 +563,7 @@ HWY_INLINE Outputs UpdateStrip(Cells cells, Strip const& strip, unsigned char co
     if (HWY_LIKELY((commands.reset | commands.freeze) == 0 &&
                    IsQuiet(d, cells, background, features, values))) {
         UpdateQuiet(d, cells, background, features, values, rate, strip);
-        return {0, 0};
+        return {0, 0, true};
     }
     Lanes const reset = LanesOf(d, commands.reset);
     Lanes const freeze = LanesOf(d, commands.freeze);
@@ -576,15 +577,18 @@ HWY_INLINE Outputs UpdateStrip(Cells cells, Strip const& strip, unsigned char co
 }
 
 // Backgrounds are read in the order in which they lie in memory. Processors foresee that, but not
-// far enough where the model does not fit into the cache: 8 KB ahead took 4K from 0.75 to 0.45 of
-// the time of a pass over the whole model (Zen 5), 2 to 16 KB are nearly as good.
-constexpr std::size_t PrefetchTiles = 16;
+// far enough where the model does not fit into the cache: 16 tiles, 8 KB, ahead took 4K from 0.75
+// to 0.45 of the time of a pass over the whole model (Zen 5); 4 to 32 tiles are nearly as good.
+constexpr std::size_t BackgroundPrefetchTiles = 16;
+// The rest is wanted where the tile before wanted it.
+constexpr std::size_t YoungerPrefetchTiles = 6;
 
-HWY_INLINE void PrefetchAhead(FieldLine const* background) {
-    // May point beyond the model, where a prefetch does nothing.
-    auto const ahead = reinterpret_cast<std::uintptr_t>(background) +
-                       PrefetchTiles * BackgroundFields * sizeof(FieldLine);
-    for (std::size_t i = 0; i < BackgroundFields; ++i) {
+// Lines of a tile so many tiles ahead; may lie beyond the model, where a prefetch does nothing.
+template <std::size_t TilesAhead, std::size_t Fields>
+HWY_INLINE void Prefetch(FieldLine const* tile) {
+    auto const ahead =
+        reinterpret_cast<std::uintptr_t>(tile) + TilesAhead * Fields * sizeof(FieldLine);
+    for (std::size_t i = 0; i < Fields; ++i) {
         hwy::Prefetch(reinterpret_cast<unsigned char const*>(ahead + i * sizeof(FieldLine)));
     }
 }
@@ -622,6 +626,7 @@ HWY_NOINLINE void UpdateRowInLanes(RowTiles const& tiles, std::size_t cellCount,
                                    RowMasks const& masks, FrameValues const& values) {
     D16 const d;
     Rate const rate(values.learningRate);
+    bool wasQuiet = true;
     std::size_t const lastTile = (cellCount - 1) / TileCells;
     for (std::size_t tile = 0; tile <= lastTile; ++tile) {
         // Read before the outputs are written: they may be the same arrays.
@@ -634,10 +639,13 @@ HWY_NOINLINE void UpdateRowInLanes(RowTiles const& tiles, std::size_t cellCount,
         auto const take = [&](std::size_t lane, Outputs const& outputs) HWY_ATTR {
             young |= outputs.young << lane;
             stationary |= outputs.stationary << lane;
+            wasQuiet = wasQuiet && outputs.isQuiet;
         };
         FieldLine* const background = tiles.BackgroundOf(tile);
         FieldLine* const younger = tiles.YoungerOf(tile);
-        PrefetchAhead(background);
+        Prefetch<BackgroundPrefetchTiles, BackgroundFields>(background);
+        if (!wasQuiet) Prefetch<YoungerPrefetchTiles, YoungerFields>(younger);
+        wasQuiet = true;
         if (tile < lastTile) {
             for (std::size_t lane = 0; lane < TileCells; lane += StripCells) {
                 take(lane,
