@@ -9,9 +9,10 @@
 #include <random>
 #include <vector>
 
+#include <kes/tracker/tracker.hpp>
+
 #include "eval/scores.hpp"
 #include "support/hall.hpp"
-#include "tracker/settled.hpp"
 
 namespace kes::track::test {
 namespace {
@@ -148,7 +149,7 @@ eval::Scores ScoresOf(Scene const& scene) {
     tracker.ForgetObjects();
 
     Hall hall(scene.people, {}, scene.pillars);
-    tracker::Settled settled(10, 6);
+    tracker::FixedLagSmoother smoother(10, 6);
     std::vector<mot::Row> truth;
     std::vector<mot::Row> found;
     int done = 0;
@@ -161,9 +162,9 @@ eval::Scores ScoresOf(Scene const& scene) {
         ++done;
     };
     for (int frame = 0; frame < scene.frames; ++frame) {
-        if (auto const result = settled.Push(tracker.Process(hall.Draw(frame)))) take(*result);
+        if (auto const result = smoother.Push(tracker.Process(hall.Draw(frame)))) take(*result);
     }
-    while (auto const result = settled.Pop()) take(*result);
+    while (auto const result = smoother.Pop()) take(*result);
     return eval::Compare(truth, found, {1, scene.frames});
 }
 

@@ -18,7 +18,8 @@ if(NOT KES_EXTERNAL_MEDIA)
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT media
         NAMELINK_COMPONENT development)
 endif()
-install(DIRECTORY include/kes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(DIRECTORY include/kes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    PATTERN tracker EXCLUDE)  # installs its own
 install(EXPORT kes_targets
     NAMESPACE kes::
     FILE kes_algorithm_tracking_baseTargets.cmake

@@ -74,9 +74,9 @@ std::vector<run::StreamOptions> Streams(RunOptions const& options) {
             stream.detections = options.detector;
             stream.detections->file = *options.detections;
         }
-        stream.tracker.persistence = Seconds(options.persistence);
-        stream.tracker.concealment = Seconds(options.concealment);
-        stream.tracker.memory = Seconds(options.memory);
+        stream.tracker.confirmationTime = Seconds(options.persistence);
+        stream.tracker.maximumOcclusion = Seconds(options.concealment);
+        stream.tracker.maximumAge = Seconds(options.memory);
         if (options.inputs.size() > 1) {
             std::string const stem = std::filesystem::path(ShortName(input)).stem().string();
             std::string name = stem;
@@ -315,7 +315,7 @@ void AddTracking(CLI::App& app, RunOptions& options) {
             Group);
     addTime("--memory", options.memory, "Keep the number of what is out of sight this long [5s]",
             Group);
-    cli::AddParsedOption(app, "--reach", tracker.reach, ParseReach, "a number from 0 to 100",
+    cli::AddParsedOption(app, "--reach", tracker.gate, ParseReach, "a number from 0 to 100",
                          "How far from where it was expected an object may come back, in its own "
                          "heights for each second out of sight [0.6]")
         ->type_name("NUMBER")

@@ -57,7 +57,8 @@ void TrackPainter::Draw(cv::Mat& picture) const {
     for (tracker::Object const& object : latest.objects) {
         cv::Scalar const colour = object.isStanding ? StationaryColour : ColourOf(object.id);
         cv::Rect const box = RectOf(object.box);
-        cv::rectangle(picture, box, colour, object.sight == tracker::Sight::Seen ? 2 * line : line,
+        cv::rectangle(picture, box, colour,
+                      object.visibility == tracker::Visibility::Visible ? 2 * line : line,
                       cv::LINE_AA);
         std::string const label = std::to_string(object.id);
         int const width = font.Width(label, textHeight);

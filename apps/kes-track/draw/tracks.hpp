@@ -8,10 +8,10 @@
 #include <optional>
 #include <vector>
 
+#include <kes/tracker/tracker.hpp>
 #include <opencv2/core.hpp>
 
 #include "draw/font.hpp"
-#include "tracker/tracker.hpp"
 
 namespace kes::track::draw {
 

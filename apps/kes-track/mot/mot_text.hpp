@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tracker/geometry.hpp"
+#include <kes/tracker/tracker.hpp>
 
 namespace kes::track::mot {
 

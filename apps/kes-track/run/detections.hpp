@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tracker/tracker.hpp"
+#include <kes/tracker/tracker.hpp>
 
 namespace kes::track::run {
 

@@ -6,9 +6,10 @@
 #include <string>
 #include <vector>
 
+#include <kes/tracker/tracker.hpp>
+
 #include "foreground.hpp"
 #include "run/detections.hpp"
-#include "tracker/options.hpp"
 #include "video/reader.hpp"
 
 namespace kes::track::run {

@@ -39,7 +39,8 @@ Json BoxJson(tracker::Box const& box) {
 double Share(tracker::Result const& result, video::Size size, bool isStanding) {
     float area = 0;
     for (tracker::Object const& object : result.objects) {
-        if (object.isStanding == isStanding) area += tracker::Area(object.box);
+        auto const& [left, top, right, bottom] = object.box;
+        if (object.isStanding == isStanding) area += (right - left) * (bottom - top);
     }
     return std::min(1.0,
                     static_cast<double>(area) / (static_cast<double>(size.width) * size.height));
@@ -62,8 +63,8 @@ std::string_view NameOf(tracker::EventType type) {
     return "";
 }
 
-std::string_view NameOf(tracker::Sight sight) {
-    return sight == tracker::Sight::Seen ? "seen" : "hidden";
+std::string_view NameOf(tracker::Visibility visibility) {
+    return visibility == tracker::Visibility::Visible ? "seen" : "hidden";
 }
 
 }  // namespace
@@ -91,7 +92,7 @@ void Outputs::Write(video::Picture const& picture, tracker::Result const& result
 void Outputs::WriteMot(video::Picture const& picture, tracker::Result const& result) {
     std::ostringstream text;
     for (tracker::Object const& object : result.objects) {
-        if (object.kind == tracker::Kind::Thing) continue;
+        if (object.kind == tracker::Kind::StaticObject) continue;
         mot::Write(
             text,
             {static_cast<long>(picture.index) + 1, object.id, object.box, object.confidence, {}});
@@ -113,9 +114,9 @@ void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& r
     Json objects = Json::array();
     for (tracker::Object const& object : result.objects) {
         Json one{{"id", object.id},
-                 {"kind", object.kind == tracker::Kind::Thing ? "thing" : "mover"},
+                 {"kind", object.kind == tracker::Kind::StaticObject ? "thing" : "mover"},
                  {"box", BoxJson(object.box)},
-                 {"sight", NameOf(object.sight)},
+                 {"sight", NameOf(object.visibility)},
                  {"standing", object.isStanding}};
         if (detections != nullptr) one["label"] = detections->NameOf(object.label);
         objects.push_back(std::move(one));

@@ -4,11 +4,12 @@
 #include <optional>
 #include <string>
 
+#include <kes/tracker/tracker.hpp>
+
 #include "base/output_file.hpp"
 #include "draw/contact_sheet.hpp"
 #include "draw/tracks.hpp"
 #include "run/options.hpp"
-#include "tracker/tracker.hpp"
 #include "video/reader.hpp"
 #include "video/writer.hpp"
 

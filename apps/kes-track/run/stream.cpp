@@ -8,9 +8,9 @@
 #include <system_error>
 #include <utility>
 
+#include <kes/tracker/tracker.hpp>
+
 #include "run/outputs.hpp"
-#include "tracker/settled.hpp"
-#include "tracker/tracker.hpp"
 #include "video/mask_image.hpp"
 
 namespace kes::track::run {
@@ -82,7 +82,7 @@ public:
         for (tracker::Object const& object : result.objects) {
             if (object.id <= highest) continue;
             if (!known.insert(object.id).second) continue;
-            ++(object.kind == tracker::Kind::Thing ? report.things : report.objects);
+            ++(object.kind == tracker::Kind::StaticObject ? report.things : report.objects);
         }
         // Numbers rise, so that old ones need not be remembered for ever.
         while (known.size() > Most) {
@@ -121,7 +121,7 @@ StreamReport RunStream(StreamOptions const& options,
         return static_cast<std::size_t>(
             std::llround(std::chrono::duration<double>(time).count() * report.clip.frameRate));
     };
-    tracker::Settled settled(framesIn(options.latency), framesIn(options.smoothing));
+    tracker::FixedLagSmoother smoother(framesIn(options.latency), framesIn(options.smoothing));
     std::deque<video::Picture> waiting;  // for their results
     Census census(report);
     auto const write = [&](tracker::Result const& result) {
@@ -137,9 +137,9 @@ StreamReport RunStream(StreamOptions const& options,
         });
         advance({report.clip.length, picture->time - options.read.start, report.frames, false});
         waiting.push_back(std::move(*picture));
-        if (auto const ready = settled.Push(std::move(result))) write(*ready);
+        if (auto const ready = smoother.Push(std::move(result))) write(*ready);
     }
-    while (auto const ready = settled.Pop()) write(*ready);
+    while (auto const ready = smoother.Pop()) write(*ready);
     Timed(report.writing, [&] { outputs.Close(); });
     report.scaledFrames = reader.Unlike();
     report.fault = reader.Fault();

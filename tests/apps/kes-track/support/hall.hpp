@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <vector>
 
+#include <kes/tracker/tracker.hpp>
 #include <opencv2/core.hpp>
 
 #include "mot/mot_text.hpp"
-#include "tracker/tracker.hpp"
 
 namespace kes::track::test {
 

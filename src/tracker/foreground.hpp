@@ -1,0 +1,46 @@
+// Foreground: the segmenter over one stream, and its masks in the forms that the tracker reads.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <kes/algorithm/bit_mask.hpp>
+#include <kes/algorithm/tracking_base/emog_segmenter.hpp>
+#include <kes/tracker/tracker.hpp>
+#include <opencv2/core.hpp>
+
+#include "tracker/grid.hpp"
+
+namespace kes::tracker {
+
+class Foreground {
+public:
+    // settings: of this tracker, and outlive this.
+    explicit Foreground(Options const& settings);
+
+    // Takes one frame through the background model, which begins afresh when the frame's size
+    // differs from the one before. grid: of this frame.
+    void Process(Frame const& frame, Grid const& grid);
+
+    // 255 where there is foreground, young or stationary, single cells removed.
+    cv::Mat1b const& Cells() const { return cells; }
+    // 255 where foreground has stood for the stationary time.
+    cv::Mat1b const& StandingCells() const { return standingCells; }
+    // All foreground at half the frame's size, as the appearance model takes it.
+    algorithm::BitMask const& Mask() const { return mask; }
+
+private:
+    Options const& options;
+    algorithm::tracking_base::EmogSegmenter segmenter;
+    algorithm::BitMask mask{};
+    std::vector<std::uint32_t> stationary;
+    // As given, or of no bits set.
+    std::vector<std::uint32_t> exclude;
+    std::vector<std::uint32_t> freeze;
+    std::vector<std::uint32_t> reset;
+    cv::Mat1b bits;
+    cv::Mat1b cells;
+    cv::Mat1b standingCells;
+};
+
+}  // namespace kes::tracker
