@@ -115,9 +115,9 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                 Mask const freeze = TakeMask(bytes, width / 2, height / 2);
                 Mask const reset = TakeMask(bytes, width / 2, height / 2);
                 Mask const exclude = TakeMask(bytes, width / 2, height / 2);
-                bool const inPlace = bytes.Flag();
+                auto const arrays = static_cast<kes::test::Arrays>(bytes.Below(3));
                 for (unsigned int repeats = 1 + bytes.Below(8); repeats > 0; --repeats, ++frames) {
-                    auto const found = pair.Differ(picture, {freeze, reset, exclude}, inPlace);
+                    auto const found = pair.Differ(picture, {freeze, reset, exclude}, arrays);
                     Check(found.empty(), found.c_str());
                 }
             }

@@ -33,7 +33,7 @@ struct Scene {
     ColourPicture picture;
     BitMask mask;
     bool hasHalfSize;
-    bool hasWords;
+    bool hasWords;  // all of them: a blob may need none of those that are missing
 };
 
 Scene TakeScene(Bytes& bytes) {
@@ -93,13 +93,14 @@ auto Try(Operation const& operation, std::string& refusal) -> std::optional<decl
     }
 }
 
-// What a whole-blob operation must refuse with; empty where it must not.
-std::string WholeRefusal(Scene const& scene) {
+// Whether a whole-blob operation may refuse with this, which is empty where it does not.
+bool IsWholeRefusal(Scene const& scene, std::string const& refusal) {
     ColourFormat const format = scene.picture.format;
-    if (!scene.hasHalfSize) return "Blob mask dimensions must be half the frame size";
-    if (format == ColourFormat::Grey || format > ColourFormat::Nv12)
-        return "Unspported colour format";
-    return scene.hasWords ? "" : "Blob mask has too few words";
+    if (!scene.hasHalfSize) return refusal == "Blob mask dimensions must be half the frame size";
+    if (format == ColourFormat::Grey || format > ColourFormat::Nv12) {
+        return refusal == "Unspported colour format";
+    }
+    return refusal.empty() || (!scene.hasWords && refusal == "Blob mask has too few words");
 }
 
 struct Models {
@@ -113,7 +114,7 @@ struct Models {
         std::string refusal;
         Frame const frame = scene.picture.View();
         Try([&] { return smog.Update(blob, scene.mask, frame), 0; }, refusal);
-        Check(refusal == WholeRefusal(scene), "what Update refuses");
+        Check(IsWholeRefusal(scene, refusal), "what Update refuses");
         if (!refusal.empty()) {
             Check(TextOf(smog) == TextOf(before), "a refusal changes nothing");
         } else if (IsPlain(blob)) {
@@ -128,7 +129,7 @@ struct Models {
         std::string refusal;
         Frame const frame = scene.picture.View();
         auto const score = Try([&] { return smog.ScoreBlob(blob, scene.mask, frame); }, refusal);
-        Check(refusal == WholeRefusal(scene), "what ScoreBlob refuses");
+        Check(IsWholeRefusal(scene, refusal), "what ScoreBlob refuses");
         if (!score) return;
         Check(*score >= 0 && *score <= 1, "a score's range");
         if (IsPlain(blob)) {

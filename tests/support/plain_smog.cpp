@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
 #include <sstream>
 #include <stdexcept>
 
@@ -24,9 +23,14 @@ bool Bit(BitMask const& mask, int x, int y) {
     return (word >> (31 - x % 32) & 1) == 1;
 }
 
-bool InBand(int value, int mean, unsigned int variance) {
-    return static_cast<unsigned int>((value - mean) * (value - mean)) < variance;
+// In 32 bits, which wrap.
+unsigned int Squared(int value, int mean) {
+    unsigned int const distance =
+        static_cast<unsigned int>(value) - static_cast<unsigned int>(mean);
+    return distance * distance;
 }
+
+bool InBand(int value, int mean, unsigned int variance) { return Squared(value, mean) < variance; }
 
 bool ColourFits(PlainSmog const& smog, std::size_t k, std::array<int, 3> const& colour) {
     return InBand(colour[0], smog.means[k][0], smog.variances[k][0]) &&
@@ -88,12 +92,14 @@ std::vector<std::array<int, 4>> PlainSamples(geometry::Rectangle<int> const& blo
     samples.reserve(1200);
     if (w == 0 || h == 0) return samples;
 
-    unsigned int const blobHeight = static_cast<unsigned int>(std::abs(blob.bottom - blob.top));
+    unsigned int const blobHeight =
+        static_cast<unsigned int>(blob.bottom) - static_cast<unsigned int>(blob.top);
     int const rows = std::min(h, 60);
     int const columns = std::min(w, 20);
     int const rowStep = h * 65536 / rows;
     int const columnStep = w * 65536 / columns;
-    unsigned int height16 = static_cast<unsigned int>(top - blob.top) * 65536U / blobHeight;
+    unsigned int height16 = (static_cast<unsigned int>(top) - static_cast<unsigned int>(blob.top)) *
+                            65536U / blobHeight;
     for (int k = 0; k < rows; ++k) {
         int const y = top + k * rowStep / 65536;
         for (int j = 0; j < columns; ++j) {
@@ -121,14 +127,12 @@ void PlainSmog::Update(Rectangle const& blob, BitMask const& mask, Frame const& 
     std::array<std::vector<std::array<int, 4>>, 8> assigned;
     for (auto const& sample : samples) {
         std::size_t nearest = 0;
-        int best = std::numeric_limits<int>::max();
+        int best = 0;
         for (std::size_t k = 0; k < 8; ++k) {
-            int distance = 0;
-            for (std::size_t c = 0; c < 4; ++c) {
-                distance += (sample[c] - means[k][c]) * (sample[c] - means[k][c]);
-            }
-            if (distance < best) {
-                best = distance;
+            unsigned int distance = 0;
+            for (std::size_t c = 0; c < 4; ++c) distance += Squared(sample[c], means[k][c]);
+            if (k == 0 || static_cast<int>(distance) < best) {
+                best = static_cast<int>(distance);
                 nearest = k;
             }
         }
@@ -252,8 +256,6 @@ PlainSmog::BlobScore PlainSmog::PartitionAndScoreBlob(
     int const yo = top * 65536 + h16 / 2;
     int const dxp = Truncate16(centre.x) - xo;
     int const dyp = Truncate16(centre.y) - yo;
-    Images const images = Integrate({left, top, right, bottom}, mask, frame);
-
     auto const place = [](int cells, float expected, int& count, int& step) {
         float const room = static_cast<float>(cells) - expected;
         count = room < 0.0F ? 0 : room < 10.0F ? static_cast<int>(room) : 10;
@@ -268,8 +270,10 @@ PlainSmog::BlobScore PlainSmog::PartitionAndScoreBlob(
     placementsAcross = nx;
     placementsDown = ny;
 
+    bool const isTried = nx > 0 && ny > 0;
+    Images const images = isTried ? Integrate({left, top, right, bottom}, mask, frame) : Images();
     auto const sections = Sections(w16, h16);
-    unsigned int const penalty = 67108864U / (mask.width + mask.height);
+    unsigned int const penalty = isTried ? 67108864U / (mask.width + mask.height) : 0;
     auto const boxSum = [&](Image const& image, int ox, int oy,
                             geometry::Rectangle<unsigned int> const& box) -> std::uint16_t {
         auto const corner = [&](unsigned int x, unsigned int y) {

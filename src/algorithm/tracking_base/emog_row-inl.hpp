@@ -662,8 +662,7 @@ HWY_NOINLINE void UpdateRowInLanes(RowTiles const& tiles, std::size_t cellCount,
                                  {inTile.reset >> lane, inTile.freeze >> lane}, values, rate));
             }
         }
-        masks.foreground[tile] = ReverseBits(young) & ~exclude;
-        masks.stationary[tile] = ReverseBits(stationary) & ~exclude;
+        masks.Write(tile, ReverseBits(young) & ~exclude, ReverseBits(stationary) & ~exclude);
     }
 }
 

@@ -9,13 +9,20 @@
 
 namespace kes::algorithm::tracking_base {
 
-// The mask words of one row. An input may be the same array as an output.
+// The mask words of one row. An input may be the same array as an output, and the outputs may be one
+// array, which then holds what either would.
 struct RowMasks {
     std::uint32_t const* freeze;
     std::uint32_t const* reset;
     std::uint32_t const* exclude;
     std::uint32_t* foreground;
     std::uint32_t* stationary;
+
+    void Write(std::size_t word, std::uint32_t young, std::uint32_t old) const {
+        stationary[word] = 0;
+        foreground[word] = young;
+        stationary[word] |= old;
+    }
 };
 
 // Takes cells 0 to cellCount - 1 of a row through the model and writes the (cellCount + 31) / 32

@@ -35,8 +35,7 @@ void UpdateRowPlain(RowTiles const& tiles, std::size_t cellCount, unsigned char 
                 case cell::Output::StationaryForeground: stationary |= bit; break;
             }
         }
-        masks.foreground[word] = foreground & ~exclude;
-        masks.stationary[word] = stationary & ~exclude;
+        masks.Write(word, foreground & ~exclude, stationary & ~exclude);
     }
 }
 

@@ -1,10 +1,11 @@
 #include "algorithm/tracking_base/emog_segmenter_impl.hpp"
 
 #include <algorithm>
-#include <cassert>
 #include <cstddef>
 #include <limits>
 #include <stdexcept>
+
+#include <kes/algorithm/bit_mask.hpp>
 
 #include "algorithm/tracking_base/emog_row.hpp"
 
@@ -78,8 +79,7 @@ void EmogSegmenter::Impl::Process(media::video::FrameBase<void const> const& fra
                                                         frame.GetHeight() >> 1};
     std::size_t const halfWidth = halfSize.width;
     std::size_t const halfHeight = halfSize.height;
-    std::size_t const wordsPerRow = (halfWidth + 31) >> 5;
-    assert(foregroundMask != stationaryMask || wordsPerRow * halfHeight == 0);
+    std::size_t const wordsPerRow = WordsPerRow(halfWidth);
 
     FrameValues const values = ValuesOf(*this);
     if (blobStateSize != halfSize) ResizeBlobState(halfSize);
@@ -87,7 +87,7 @@ void EmogSegmenter::Impl::Process(media::video::FrameBase<void const> const& fra
     // The last column and row have no cells to update: their pixels would lie outside the frame.
     bool const hasCells = halfWidth > 1 && halfHeight > 1;
     std::size_t const updatedRows = hasCells ? halfHeight - 1 : 0;
-    std::size_t const updatedWords = (halfWidth - 1 + 31) >> 5;
+    std::size_t const updatedWords = WordsPerRow(halfWidth - 1);
 
     auto const* const luminance = static_cast<unsigned char const*>(frame.GetPlane(0).GetBuffer());
     std::ptrdiff_t const stride = frame.GetPlane(0).GetStride();

@@ -42,6 +42,9 @@ std::uint32_t Blend(std::uint32_t old, std::uint32_t measured, std::uint32_t wei
     return ((WholeWeight - weight) * old + weight * measured) >> 8;
 }
 
+// A component always accepts its own means.
+constexpr std::uint32_t LeastVariance = 1;
+
 void Learn(Smog::Gaussian& gaussian, Sums const& sums, std::uint32_t weight) {
     for (std::size_t c = 0; c < gaussian.means.size(); ++c) {
         std::uint32_t const mean = sums.values[c] / sums.count;
@@ -49,7 +52,8 @@ void Learn(Smog::Gaussian& gaussian, Sums const& sums, std::uint32_t weight) {
         std::uint32_t const accepted = (variance * AcceptanceFactor) >> 8;
         gaussian.means[c] =
             static_cast<int>(Blend(static_cast<std::uint32_t>(gaussian.means[c]), mean, weight));
-        gaussian.variances[c] = std::max(Blend(gaussian.variances[c], accepted, weight), 1U);
+        gaussian.variances[c] =
+            std::max(Blend(gaussian.variances[c], accepted, weight), LeastVariance);
     }
 }
 
@@ -67,7 +71,6 @@ void Smog::Update(geometry::Rectangle<int> const& blob, BitMask const& mask, Fra
     RequireHalfSize(mask, frame);
     Samples samples;
     VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
-        RequireWords(mask);
         detail::SampleSmog<Format>(blob, mask, frame, [&samples](int vp) {
             return [&samples, vp](Rgi const& colour) {
                 std::size_t const i = samples.count++;
@@ -86,7 +89,13 @@ void Smog::Update(geometry::Rectangle<int> const& blob, BitMask const& mask, Fra
 
     std::uint32_t const weight = untrained ? WholeWeight : LearningWeight;
     for (std::size_t k = 0; k < gaussians.size(); ++k) {
-        if (sums[k].count != 0) Learn(gaussians[k], sums[k], weight);
+        if (sums[k].count != 0) {
+            Learn(gaussians[k], sums[k], weight);
+        } else {
+            for (auto& variance : gaussians[k].variances) {
+                variance = std::max(variance, LeastVariance);
+            }
+        }
     }
     untrained = false;
 }

@@ -32,17 +32,33 @@ namespace kes::algorithm::tracking_base::appearance {
 
 HWY_EXPORT(AssignSamples);
 
+namespace {
+
+// As Update leaves them; a state made by hand may hold anything.
+bool MeansSuitLanes(Gaussians const& gaussians) {
+    for (Smog::Gaussian const& gaussian : gaussians) {
+        for (int const mean : gaussian.means) {
+            if (mean < 0 || mean > 511) return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
 std::int32_t NearestTo(Gaussians const& gaussians, Samples const& samples, std::size_t index) {
     std::int32_t nearest = 0;
-    int least = 0;
+    std::int32_t least = 0;
     for (std::size_t k = 0; k < Smog::ComponentCount; ++k) {
-        int distance = 0;
+        std::uint32_t distance = 0;  // wraps for means that no Update leaves
         for (std::size_t c = 0; c < Smog::ChannelCount; ++c) {
-            int const difference = samples.channels[c][index] - gaussians[k].means[c];
+            std::uint32_t const difference =
+                static_cast<std::uint32_t>(samples.channels[c][index]) -
+                static_cast<std::uint32_t>(gaussians[k].means[c]);
             distance += difference * difference;
         }
-        if (k == 0 || distance < least) {
-            least = distance;
+        if (k == 0 || static_cast<std::int32_t>(distance) < least) {
+            least = static_cast<std::int32_t>(distance);
             nearest = static_cast<std::int32_t>(k);
         }
     }
@@ -50,7 +66,12 @@ std::int32_t NearestTo(Gaussians const& gaussians, Samples const& samples, std::
 }
 
 void AssignSamples(Gaussians const& gaussians, Samples const& samples, Assignment& assignment) {
-    HWY_DYNAMIC_DISPATCH(AssignSamples)(gaussians, samples, assignment);
+    if (MeansSuitLanes(gaussians)) {
+        HWY_DYNAMIC_DISPATCH(AssignSamples)(gaussians, samples, assignment);
+        return;
+    }
+    for (std::size_t i = 0; i < samples.count; ++i)
+        assignment[i] = NearestTo(gaussians, samples, i);
 }
 
 }  // namespace kes::algorithm::tracking_base::appearance

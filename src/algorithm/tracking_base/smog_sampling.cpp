@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <cmath>
-#include <limits>
 #include <stdexcept>
 
 #include "algorithm/tracking_base/smog_colour_row.hpp"
@@ -10,9 +9,17 @@
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
 
-// The least integer whose square is not below a value of at most 2^17.
+// The least integer whose square is not below a value.
 int CeilSqrt(std::uint32_t value) {
-    return static_cast<int>(std::ceil(std::sqrt(static_cast<float>(value))));
+    return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(value))));
+}
+
+// Whether a value from 0 to 511 lies less than the root of the variance from the mean. The square
+// wraps for means that no Update leaves.
+bool Fits(int value, int mean, std::uint32_t variance) {
+    std::uint32_t const distance =
+        static_cast<std::uint32_t>(value) - static_cast<std::uint32_t>(mean);
+    return distance * distance < variance;
 }
 
 // Bit k of the index in element k.
@@ -40,8 +47,9 @@ void RequireHalfSize(BitMask const& mask, Frame const& frame) {
     }
 }
 
-void RequireWords(BitMask const& mask) {
-    if (mask.words.size() < WordsPerRow(mask) * mask.height) {
+void RequireWordsUpTo(BitMask const& mask, std::int64_t cellX, std::int64_t cellY) {
+    std::size_t const rowStart = static_cast<std::size_t>(cellY) * WordsPerRow(mask.width);
+    if (mask.words.size() <= rowStart + static_cast<std::size_t>(cellX) / 32) {
         throw std::invalid_argument("Blob mask has too few words");
     }
 }
@@ -52,7 +60,7 @@ SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask) {
     std::int64_t const width = std::min<std::int64_t>(mask.width, blob.right) - left;
     std::int64_t const height = std::min<std::int64_t>(mask.height, blob.bottom) - top;
     std::int64_t const blobHeight = std::int64_t{blob.bottom} - blob.top;
-    if (width <= 0 || height <= 0 || blobHeight > std::numeric_limits<int>::max()) return {};
+    if (width <= 0 || height <= 0) return {};
 
     SampleGrid grid;
     grid.left = left;
@@ -71,12 +79,16 @@ SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask) {
 FitTable::FitTable(Gaussians const& gaussians) : gaussians(gaussians), sets{} {
     for (std::size_t k = 0; k < gaussians.size(); ++k) {
         for (Channel const channel : {Red, Green, Intensity}) {
-            // Those from `first` to `last` lie less than the root of the variance from the mean.
             int const mean = gaussians[k].means[channel];
-            int const reach = CeilSqrt(gaussians[k].variances[channel]) - 1;
-            int const first = std::max(mean - reach, 0);
-            int const last = std::min(mean + reach, MaxColourValue);
+            std::uint32_t const variance = gaussians[k].variances[channel];
+            // All that fit lie from `first` to `last`, where no square wraps.
+            constexpr int WrapsNot = 1 << 15;
+            bool const isNear = -WrapsNot < mean && mean < WrapsNot;
+            int const reach = CeilSqrt(variance) - 1;
+            int const first = isNear ? std::max(mean - reach, 0) : 0;
+            int const last = isNear ? std::min(mean + reach, MaxColourValue) : MaxColourValue;
             for (int value = first; value <= last; ++value) {
+                if (!isNear && !Fits(value, mean, variance)) continue;
                 sets[channel][static_cast<std::size_t>(value)] |=
                     static_cast<ComponentSet>(1U << k);
             }
@@ -87,9 +99,7 @@ FitTable::FitTable(Gaussians const& gaussians) : gaussians(gaussians), sets{} {
 ComponentSet FitTable::AtHeight(int vp) const {
     unsigned int set = 0;
     for (std::size_t k = 0; k < gaussians.size(); ++k) {
-        int const distance = vp - gaussians[k].means[Height];
-        bool const fits =
-            static_cast<std::uint32_t>(distance * distance) < gaussians[k].variances[Height];
+        bool const fits = Fits(vp, gaussians[k].means[Height], gaussians[k].variances[Height]);
         set |= static_cast<unsigned int>(fits) << k;
     }
     return static_cast<ComponentSet>(set);
@@ -105,11 +115,6 @@ IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
     std::size_t const height = static_cast<std::size_t>(area.GetHeight());
     std::size_t const countsPerRow = width + 1;
     std::size_t const countsPerImage = countsPerRow * (height + 1);
-    constexpr std::size_t MaxCountsPerImage = 65535;
-    if (Format != media::ColourFormat::Nv12 && countsPerImage > MaxCountsPerImage) {
-        throw std::invalid_argument("Search rectangle is too large");
-    }
-
     IntegralImages images;
     images.fitCounts.resize(countsPerImage);
     images.maskCounts.resize(countsPerImage);
@@ -120,7 +125,7 @@ IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
     for (std::size_t row = 0; row < height; ++row) {
         int const cellY = area.top + static_cast<int>(row);
         std::uint32_t const* const maskRow =
-            mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask);
+            mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask.width);
         ComponentCounts* fitCount = &images.fitCounts[(row + 1) * countsPerRow];
         std::uint16_t* maskCount = &images.maskCounts[(row + 1) * countsPerRow];
         for (std::size_t first = 0; first < width; first += Colours::MaxCount) {
@@ -134,7 +139,7 @@ IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
             int setInRow = *maskCount - *(maskCount - countsPerRow);
             for (std::size_t i = 0; i < count; ++i) {
                 // No branch: the edges of a mask are as hard to foresee as its noise.
-                bool const isSet = IsSet(maskRow, firstX + i);
+                bool const isSet = IsCellSet(maskRow, firstX + i);
                 ComponentSet const members = isSet ? ComponentSet{0xFF} : ComponentSet{0};
                 fitsInRow = fitsInRow + CountsOf(fits.AtColour(colours.At(i)) & members);
                 setInRow += isSet;

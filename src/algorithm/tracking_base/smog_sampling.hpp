@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <vector>
 
 #include <kes/algorithm/bit_mask.hpp>
@@ -21,14 +22,9 @@ namespace kes::algorithm::tracking_base::appearance {
 // Throws std::invalid_argument "Blob mask dimensions must be half the frame size".
 void RequireHalfSize(BitMask const& mask, Frame const& frame);
 
-// Throws std::invalid_argument "Blob mask has too few words".
-void RequireWords(BitMask const& mask);
-
-inline std::size_t WordsPerRow(BitMask const& mask) { return (std::size_t{mask.width} + 31) >> 5; }
-
-inline bool IsSet(std::uint32_t const* maskRow, std::size_t cellX) {
-    return ((maskRow[cellX >> 5] << (cellX & 31)) >> 31) != 0;
-}
+// That the mask has the words of a cell and of all cells above it and to its left. Throws
+// std::invalid_argument "Blob mask has too few words".
+void RequireWordsUpTo(BitMask const& mask, std::int64_t cellX, std::int64_t cellY);
 
 // The cells of a blob that are looked at: rowCount x columnCount of them from (left, top), steps
 // and heights with 16 fractional bits.
@@ -50,8 +46,7 @@ struct SampleGrid {
     }
 };
 
-// At most MaxSampleRows x MaxSampleColumns cells; none where the blob does not meet the mask or
-// where its height is beyond an int.
+// At most MaxSampleRows x MaxSampleColumns cells; none where the blob does not meet the mask.
 SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask);
 
 // Bit k stands for component k.
@@ -97,21 +92,24 @@ namespace detail {
 
 // Walks the set cells of the grid, row by row from the top left: startRow(vp) is called for each
 // row and returns what is called with the colour of each of its set cells. Returns how many there
-// were.
+// were. Throws std::invalid_argument "Blob mask has too few words", before any call, where a cell
+// of the grid is missing.
 template <media::ColourFormat Format, typename StartRow>
 int SampleSmog(geometry::Rectangle<int> const& blob, BitMask const& mask, Frame const& frame,
                StartRow const& startRow) {
     CellReader<Format> const read(frame);
     SampleGrid const grid = LayGrid(blob, mask);
+    if (grid.rowCount == 0) return 0;
+    RequireWordsUpTo(mask, grid.CellX(grid.columnCount - 1), grid.CellY(grid.rowCount - 1));
     int sampleCount = 0;
     for (std::int64_t row = 0; row < grid.rowCount; ++row) {
         std::int64_t const cellY = grid.CellY(row);
         std::uint32_t const* const maskRow =
-            mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask);
+            mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask.width);
         auto const act = startRow(grid.Vp(row));
         for (std::int64_t column = 0; column < grid.columnCount; ++column) {
             std::int64_t const cellX = grid.CellX(column);
-            if (!IsSet(maskRow, static_cast<std::size_t>(cellX))) continue;
+            if (!IsCellSet(maskRow, static_cast<std::size_t>(cellX))) continue;
             ++sampleCount;
             act(read.At(cellX, cellY));
         }
@@ -119,9 +117,17 @@ int SampleSmog(geometry::Rectangle<int> const& blob, BitMask const& mask, Frame 
     return sampleCount;
 }
 
-// The counts over an area that lies inside the mask, corners in order.
 // Throws std::invalid_argument "Search rectangle is too large" for a format other than Nv12 and
 // more than 65535 counts an image.
+template <media::ColourFormat Format>
+void RequireCountable(geometry::Rectangle<int> const& area) {
+    std::int64_t const counts = (std::int64_t{area.GetWidth()} + 1) * (area.GetHeight() + 1);
+    if (Format != media::ColourFormat::Nv12 && counts > 65535) {
+        throw std::invalid_argument("Search rectangle is too large");
+    }
+}
+
+// The counts over an area that is countable and lies inside the mask, corners in order.
 template <media::ColourFormat Format>
 IntegralImages ComputeIntegralImages(Gaussians const& gaussians,
                                      geometry::Rectangle<int> const& area, BitMask const& mask,

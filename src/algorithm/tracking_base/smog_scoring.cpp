@@ -26,6 +26,8 @@ struct Placements {
 };
 
 struct Search {
+    bool HasPlacement() const { return across.count > 0 && down.count > 0; }
+
     geometry::Rectangle<int> area;
     std::int64_t width16;  // of a placement
     std::int64_t height16;
@@ -47,12 +49,23 @@ struct Found {
     std::uint64_t value = 0;   // colour and closeness
 };
 
-void RequireInside(geometry::Rectangle<int> const& blob, BitMask const& mask) {
-    auto const isInside = [](int a, int b, std::uint32_t limit) {
-        return std::min(a, b) >= 0 && static_cast<std::uint32_t>(std::max(a, b)) <= limit;
+// That the cells of an area have mask bits and pixels. Requires: the area has cells.
+void RequireReadable(geometry::Rectangle<int> const& area, BitMask const& mask,
+                     Frame const& frame) {
+    auto const isWithin = [&area](std::uint32_t width, std::uint32_t height) {
+        return area.left >= 0 && area.top >= 0 && std::int64_t{area.right} <= width &&
+               std::int64_t{area.bottom} <= height;
     };
-    if (!isInside(blob.left, blob.right, mask.width) ||
-        !isInside(blob.top, blob.bottom, mask.height)) {
+    std::uint32_t const halfWidth = frame.GetWidth() >> 1;
+    std::uint32_t const halfHeight = frame.GetHeight() >> 1;
+    bool const isLarger = mask.width > halfWidth || mask.height > halfHeight;
+    if (isLarger && !isWithin(halfWidth, halfHeight)) {
+        throw std::invalid_argument("Blob mask dimensions must be half the frame size");
+    }
+    std::int64_t const lastX = std::min<std::int64_t>(area.right, mask.width) - 1;
+    std::int64_t const lastY = std::min<std::int64_t>(area.bottom, mask.height) - 1;
+    if (lastX >= 0 && lastY >= 0) RequireWordsUpTo(mask, lastX, lastY);
+    if (!isWithin(mask.width, mask.height)) {
         throw std::invalid_argument("Blob must lie inside the mask");
     }
 }
@@ -168,7 +181,9 @@ std::uint32_t Closeness(Search const& search, Offset16 const& offset16,
 
 // The first of the best placements, rows from the top and each from the left.
 Found FindBest(Search const& search, IntegralImages const& images, Sections16 const& sections16,
-               std::uint32_t penaltyPerCell) {
+               BitMask const& mask) {
+    auto const penaltyPerCell =
+        static_cast<std::uint32_t>(FullMatch / (std::uint64_t{mask.width} + mask.height));
     Found best;
     for (std::int64_t j = 0; j < search.down.count; ++j) {
         for (std::int64_t i = 0; i < search.across.count; ++i) {
@@ -189,7 +204,6 @@ float Smog::ScoreBlob(geometry::Rectangle<int> const& blob, BitMask const& mask,
     int fitting = 0;
     int const sampleCount =
         VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
-            RequireWords(mask);
             FitTable const fits(gaussians);
             return detail::SampleSmog<Format>(blob, mask, frame, [&](int vp) {
                 return [&, inBand = fits.AtHeight(vp)](Rgi const& colour) {
@@ -238,19 +252,20 @@ BlobScore Smog::PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsi
     }
 
     Search search{};
-    IntegralImages const images =
-        VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
-            RequireHalfSize(mask, frame);
-            RequireWords(mask);
-            RequireInside(blob, mask);
-            RequireSearchable(predictedCentre, expectedSize);
-            search = PlanSearch(blob, predictedCentre, expectedSize);
-            return detail::ComputeIntegralImages<Format>(gaussians, search.area, mask, frame);
-        });
+    Found best;
+    VisitColourFormat(frame.GetColourFormat(), [&]<media::ColourFormat Format>() {
+        RequireSearchable(predictedCentre, expectedSize);
+        search = PlanSearch(blob, predictedCentre, expectedSize);
+        detail::RequireCountable<Format>(search.area);
+        if (!search.HasPlacement()) return;  // nothing need be read
 
-    auto const sections16 = ComputeGaussianSectionRectangles(
-        {static_cast<int>(search.width16), static_cast<int>(search.height16)});
-    Found const best = FindBest(search, images, sections16, FullMatch / (mask.width + mask.height));
+        RequireReadable(search.area, mask, frame);
+        IntegralImages const images =
+            detail::ComputeIntegralImages<Format>(gaussians, search.area, mask, frame);
+        auto const sections16 = ComputeGaussianSectionRectangles(
+            {static_cast<int>(search.width16), static_cast<int>(search.height16)});
+        best = FindBest(search, images, sections16, mask);
+    });
 
     auto const toCells = [](std::int64_t position16) {
         return static_cast<float>(position16) * 0x1p-16F;

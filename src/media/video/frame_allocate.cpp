@@ -94,7 +94,8 @@ FrameBase<T> Allocate(ColourFormat colourFormat, geometry::Dimension<unsigned in
                       typename FrameBase<T>::TimePoint timestamp, frame::Rotation rotation) {
     BlockLayout const layout = LayOutBlock(colourFormat, size);
     unsigned char* const block = AllocateBlock(layout);
-    auto* const count = new (block) ReferenceCount(0);
+    auto* const count = new (block) ReferenceCount;
+    count->store(0);  // sequentially consistent, as every later change
     unsigned char* const pixels = block + PixelOffset;
 
     typename FrameBase<T>::Planes planes{};

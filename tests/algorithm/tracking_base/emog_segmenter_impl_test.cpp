@@ -23,8 +23,9 @@ using test::Picture;
 using test::SecondSegmenter;
 using test::SegmenterPair;
 
-std::string Differ(SegmenterPair& pair, GeneratedVideo const& video, bool inPlace = false) {
-    return pair.Differ(video.picture, {video.freeze, video.reset, video.exclude}, inPlace);
+std::string Differ(SegmenterPair& pair, GeneratedVideo const& video,
+                   test::Arrays arrays = test::Arrays::Apart) {
+    return pair.Differ(video.picture, {video.freeze, video.reset, video.exclude}, arrays);
 }
 
 class EmogSegmenterInEachInstructionSet : public test::EachInstructionSet {};
@@ -126,7 +127,8 @@ TEST_P(EmogSegmenterInEachInstructionSet, EqualsASecondModelForEveryParameter) {
         fresh.Set(parameters);
         lasting.Set(parameters);
         for (int i = 0; i < 40; ++i, ++frame, video.Advance()) {
-            ASSERT_EQ(Differ(fresh, video, frame % 3 == 0), "") << "frame " << i;
+            ASSERT_EQ(Differ(fresh, video, static_cast<test::Arrays>(frame % 3)), "")
+                << "frame " << i;
             ASSERT_EQ(Differ(lasting, video), "") << "frame " << i;
         }
     };

@@ -1,5 +1,6 @@
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -168,18 +169,39 @@ TEST(SmogScoring, RefusesASearchThatItCannotMake) {
     std::string const negative = "Expected size must not be negative";
     std::string const tooLarge = "Search rectangle is too large";
     float const nan = std::numeric_limits<float>::quiet_NaN();
+    BitMask const none;
     BitMask const full = Mask(300, 300, ~0U);
-    BitMask const wrong = Mask(299, 300, ~0U);
+    BitMask const large = Mask(301, 300, ~0U);
+    BitMask const shortLarge{301, 300, std::vector<std::uint32_t>(2900)};
+    BitMask const small = Mask(299, 299, ~0U);
     BitMask const tooShort{300, 300, std::vector<std::uint32_t>(2999)};
     Rectangle<int> const all{0, 0, 300, 300};
+    Rectangle<int> const over{200, 0, 301, 300};
+    Point<float, 2> const p{270, 270};
+    Dimension<float, 2> const d{31, 31};
     for (Case const& c : std::vector<Case>{
-             {"format first", ColourFormat::Grey, wrong, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, colour},
-             {"then size", ColourFormat::Bgr, wrong, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, size},
-             {"then words", ColourFormat::Bgr, tooShort, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, words},
-             {"then blob", ColourFormat::Nv12, full, {-1, 0, 9, 9}, {nan, 0}, {-1, 1}, outside},
-             {"then floats", ColourFormat::Yuv, full, {0, 0, 9, 9}, {nan, 0}, {-1, 1}, infinite},
-             {"then sign", ColourFormat::Yuv, full, {0, 0, 9, 9}, {0, 0}, {-1, 1}, negative},
-             {"right", ColourFormat::Rgb, full, {0, 0, 301, 9}, {5, 5}, {5, 5}, outside},
+             {"format first", ColourFormat::Grey, none, all, {nan, 0}, {-1, 1}, colour},
+             {"then floats", ColourFormat::Bgr, none, all, {nan, 0}, {-1, 1}, infinite},
+             {"then sign", ColourFormat::Bgr, none, all, {0, 0}, {-1, 1}, negative},
+             {"then area", ColourFormat::Bgr, none, all, {150, 150}, {150, 150}, tooLarge},
+             {"then size", ColourFormat::Bgr, shortLarge, over, p, d, size},
+             {"then words", ColourFormat::Bgr, tooShort, over, p, d, words},
+             {"then mask", ColourFormat::Nv12, full, over, p, d, outside},
+             {"below a smaller mask", ColourFormat::Rgb, small, {0, 0, 299, 300}, p, d, outside},
+             {"left", ColourFormat::Rgb, full, {-1, 0, 40, 40}, {15, 15}, {20, 20}, outside},
+             {"above", ColourFormat::Rgb, full, {0, -1, 40, 40}, {15, 15}, {20, 20}, outside},
+             {"an area inside", ColourFormat::Rgb, full, {-99, -1, 301, 400}, {99, 99}, d, ""},
+             {"of a smaller mask", ColourFormat::Rgb, small, {-99, -1, 301, 400}, {99, 99}, d, ""},
+             {"of a larger mask", ColourFormat::Rgb, large, {-99, -1, 301, 400}, {99, 99}, d, ""},
+             {"the words it needs", ColourFormat::Rgb, shortLarge, all, {99, 99}, d, ""},
+             {"no room to read", ColourFormat::Rgb, none, {-9, -9, 30, 30}, {0, 0}, {9, 39}, ""},
+             {"as wide and far off",
+              ColourFormat::Nv12,
+              none,
+              {0, INT_MIN, 9, INT_MAX},
+              p,
+              {9, 9},
+              ""},
              {"a centre too far", ColourFormat::Rgb, full, all, {-32768, 5}, {5, 5}, infinite},
              {"a centre just near enough",
               ColourFormat::Rgb,

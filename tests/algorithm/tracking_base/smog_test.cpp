@@ -10,6 +10,7 @@
 #include "support/colour_picture.hpp"
 #include "support/mask.hpp"
 #include "support/plain_smog.hpp"
+#include "support/smog_cases.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
@@ -97,18 +98,16 @@ TEST(Smog, AssignsByHeightWhatIsFarFromEveryComponent) {
 TEST(Smog, LearnsNothingFromABlobWithoutASample) {
     ColourPicture const picture = Reddish(40, 40);
     BitMask const mask = Mask(20, 20, ~0U);
-    std::vector<Rectangle<int>> const blobs{
-        {5, 5, 5, 10},
-        {30, 0, 40, 20},
-        {10, 10, 5, 5},
-        {5, 20, 10, 5},
-        {-10, 0, 0, 20},
-        {0, 20, 20, 30},
-        {INT_MAX, INT_MAX, INT_MIN, INT_MIN},
-        {INT_MIN, INT_MIN, INT_MIN + 5, INT_MIN + 5},
-        {INT_MAX - 5, INT_MAX - 5, INT_MAX, INT_MAX},
-        {INT_MIN, INT_MIN, INT_MAX, INT_MAX},  // as high as no int can say
-        {0, INT_MAX, 20, INT_MIN}};
+    std::vector<Rectangle<int>> const blobs{{5, 5, 5, 10},
+                                            {30, 0, 40, 20},
+                                            {10, 10, 5, 5},
+                                            {5, 20, 10, 5},
+                                            {-10, 0, 0, 20},
+                                            {0, 20, 20, 30},
+                                            {INT_MAX, INT_MAX, INT_MIN, INT_MIN},
+                                            {INT_MIN, INT_MIN, INT_MIN + 5, INT_MIN + 5},
+                                            {INT_MAX - 5, INT_MAX - 5, INT_MAX, INT_MAX},
+                                            {0, INT_MAX, 20, INT_MIN}};
     Smog smog;
     for (Rectangle<int> const& blob : blobs) {
         smog.Update(blob, mask, picture.View());
@@ -123,6 +122,74 @@ TEST(Smog, LearnsNothingFromABlobWithoutASample) {
     std::string const trained = TextOf(smog);
     for (Rectangle<int> const& blob : blobs) smog.Update(blob, mask, picture.View());
     EXPECT_EQ(TextOf(smog), trained);
+    // A mask without words has all that they need.
+    for (Rectangle<int> const& blob : blobs) {
+        EXPECT_EQ(smog.ScoreBlob(blob, {20, 20}, picture.View()), 0.0F);
+    }
+}
+
+// Of 3 rows of 2 words, the grid's last cell lies in word 4 or 5, or, of 61 rows, above the last.
+TEST(Smog, NeedsNoWordsButThoseOfItsSamples) {
+    struct Case {
+        Rectangle<int> blob;
+        unsigned int height;
+        std::size_t words;
+    };
+    for (Case const& c : std::vector<Case>{{{0, 0, 9, 3}, 3, 5},
+                                           {{0, 0, 40, 3}, 3, 6},
+                                           {{-5, -5, 9, 2}, 3, 3},
+                                           {{0, 0, 1, 61}, 61, 119}}) {
+        ColourPicture const picture = Reddish(80, 2 * c.height);
+        BitMask const mask{40, c.height, std::vector<std::uint32_t>(c.words, ~0U)};
+        EXPECT_EQ(Smog().ScoreBlob(c.blob, mask, picture.View()), 1.0F) << c.words;
+        BitMask const lacking{40, c.height, std::vector<std::uint32_t>(c.words - 1, ~0U)};
+        Smog smog;
+        EXPECT_THROW(smog.ScoreBlob(c.blob, lacking, picture.View()), std::invalid_argument);
+        EXPECT_THROW(smog.Update(c.blob, lacking, picture.View()), std::invalid_argument);
+        EXPECT_TRUE(smog.untrained);
+    }
+}
+
+// Blobs of which no int says how wide or high they are, and states that no Update leaves.
+TEST(Smog, LearnsAndScoresByTheLetterFarFromWhatIsUsual) {
+    test::SmogCases cases(2);
+    ColourPicture picture(ColourFormat::Bgr, 70, 90);
+    cases.Paint(picture);
+    BitMask const mask = cases.AnyMask(35, 45);
+    std::vector<Rectangle<int>> const blobs{{0, 0, 35, 45},
+                                            {INT_MIN, INT_MIN, INT_MAX, INT_MAX},
+                                            {-9, INT_MIN + 40, 20, 41},
+                                            {INT_MIN, 3, INT_MAX, INT_MAX}};
+    std::vector<Smog::Gaussian> const states{
+        {{100, 100, 100, 100}, {0, 0, 0, 0}},
+        {{-300, 600, 22000, -22000}, {~0U, 1U << 31, 484000000, 490000000}},
+        {{INT_MAX, INT_MIN, 65536, 1 << 30}, {~0U, ~0U, 40000, ~0U}},
+        {{-40000, 40000, 46341, 70000}, {~0U, 1600000000, 3, 5}}};
+    for (Rectangle<int> const& blob : blobs) {
+        for (Smog::Gaussian const& state : states) {
+            Smog smog;
+            test::PlainSmog plain;
+            for (std::size_t k = 0; k < 8; k += 3) {
+                smog.gaussians[k] = state;
+                plain.means[k] = state.means;
+                plain.variances[k] = state.variances;
+            }
+            for (bool const untrained : {false, true, false}) {
+                smog.untrained = plain.untrained = untrained;
+                EXPECT_EQ(smog.ScoreBlob(blob, mask, picture.View()),
+                          plain.ScoreBlob(blob, mask, picture.View()));
+                EXPECT_EQ(smog.ComputeGaussianSectionRectangles({7, 3000000}),
+                          plain.Sections(7, 3000000));
+                EXPECT_LE(smog.PartitionAndScoreBlob({0, 0, 35, 45}, 0, mask, picture.View(),
+                                                     {17, 22}, {20, 30})
+                              .score,
+                          1.0F);
+                smog.Update(blob, mask, picture.View());
+                plain.Update(blob, mask, picture.View());
+                ASSERT_EQ(TextOf(smog), plain.Text());
+            }
+        }
+    }
 }
 
 }  // namespace

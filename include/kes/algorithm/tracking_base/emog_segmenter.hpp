@@ -81,7 +81,7 @@ public:
     /// Nv12. It holds height rows of stride bytes with stride >= width. A frame whose half size
     /// differs from the one before starts an empty model.
     ///
-    /// Masks: each points to `halfHeight` rows of `(halfWidth + 31) >> 5` words in BitMask's
+    /// Masks: each points to `halfHeight` rows of `WordsPerRow(halfWidth)` words in BitMask's
     /// layout, where `halfWidth = width >> 1` and `halfHeight = height >> 1`; none is null. Inputs
     /// are all zero where not wanted; what their padding holds does not matter to the cells.
     /// - `freezeMask`, in: the matched mode of a set cell does not age in this frame
@@ -90,8 +90,9 @@ public:
     /// - `foregroundMask`, out: foreground younger than the stationary time
     /// - `stationaryMask`, out: foreground that has lasted the stationary time
     ///
-    /// Every output word is written, padding as 0. An input may be the same array as an output, but
-    /// the outputs are two arrays, and arrays do not overlap in part. The last column and the last
+    /// Every output word is written, padding as 0. An input may be the same array as an output, and
+    /// both outputs one array, which then holds young and stationary foreground together. Arrays do
+    /// not overlap in part. The last column and the last
     /// row of cells are never classified: their bits are 0.
     ///
     /// Throws `std::bad_alloc` when the model cannot be allocated, with the outputs untouched and

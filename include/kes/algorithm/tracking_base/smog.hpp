@@ -34,18 +34,22 @@ struct BlobScore {
 ///
 /// All operations share three arguments:
 /// - `blob`: the region, in mask cells. It is clipped to the mask, except where said otherwise; a
-///   reversed or empty one, one outside the mask and one whose height does not fit an int hold no
-///   sample.
+///   reversed or empty one and one outside the mask hold no sample.
 /// - `mask`: the foreground. A cell stands for the 2 x 2 pixels whose top-left one is at twice its
-///   column and row, so the mask's width and height are half the frame's, rounded down.
+///   column and row, so the mask's width and height are half the frame's, rounded down. Only the
+///   words of cells that are looked at need be there.
 /// - `frame`: Rgb, Bgr or Yuv (plane 0) or Nv12 (planes 0 and 1, both with the stride of plane 0).
 ///   Yuv and Nv12 are taken for BT.709 Y'UV with the luma neither offset nor scaled.
 ///
 /// At most 60 rows by 20 columns of cells of a blob, evenly spread, are its samples. All arithmetic
 /// is the same on every processor, to the last bit.
 ///
-/// A plain value of 260 bytes. Distinct objects are independent; const operations may be called
-/// from several threads at once.
+/// A plain value of 260 bytes, which may be stored, loaded and made by hand. Update leaves means
+/// from 0 to 256 and variances from 1 to 36864. A state made by hand may hold anything: every
+/// operation stays within its buffers, and gives the same on every processor. Squared distances are
+/// taken in 32 bits: they wrap where a mean lies beyond -22000 to 22000.
+///
+/// Distinct objects are independent; const operations may be called from several threads at once.
 class KES_EXPORT Smog {
 public:
     static constexpr unsigned int ComponentCount = 8;  ///< bands, at the start
@@ -70,7 +74,7 @@ public:
     /// Throws `std::invalid_argument`, in this order and with the model unchanged:
     /// - "Blob mask dimensions must be half the frame size"
     /// - "Unspported colour format"
-    /// - "Blob mask has too few words"
+    /// - "Blob mask has too few words": where a sample's word is missing
     void Update(geometry::Rectangle<int> const& blob, BitMask const& mask,
                 media::video::FrameBase<void const> const& frame);
 
@@ -106,13 +110,18 @@ public:
     ///
     /// Throws `std::invalid_argument` when it searches, in this order:
     /// - "Unspported colour format"
-    /// - "Blob mask dimensions must be half the frame size"
-    /// - "Blob mask has too few words"
-    /// - "Blob must lie inside the mask"
     /// - "Predicted centre and expected size must be finite and below 32768"
     /// - "Expected size must not be negative"
     /// - "Search rectangle is too large": an Rgb, Bgr or Yuv frame, and (w + 1)(h + 1) > 65535 for
     ///   a search area of w x h cells
+    ///
+    /// and, only where a placement fits, so that the search area is read:
+    /// - "Blob mask dimensions must be half the frame size": the mask is larger, and the search
+    /// area
+    ///   does not lie inside half the frame
+    /// - "Blob mask has too few words": for the cells of the search area
+    /// - "Blob must lie inside the mask": the search area, the blob clipped to the places that are
+    ///   tried, does not
     ///
     /// An Nv12 frame's search area has no such limit: its cells are counted modulo 2^16, and the
     /// score is exact while a placement holds fewer than 65536 cells.
