@@ -1,24 +1,36 @@
-# The libraries, their headers as they stand, a package config and a pkg-config file.
+# The libraries, their headers as they stand, a package config and a pkg-config file. A component is
+# what one Debian package holds.
 include(CMakePackageConfigHelpers)
 
 set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/kes_algorithm_tracking_base)
+set(pkgConfigRequires "eigen3")
+set(pkgConfigLibs "-lkes_algorithm_tracking_base")
 if(KES_EXTERNAL_MEDIA)
-    set(pkgConfigRequires "eigen3 kes_media")
-    set(pkgConfigLibs "-lkes_algorithm_tracking_base")
+    string(APPEND pkgConfigRequires " kes_media")
 else()
-    set(pkgConfigRequires "eigen3")
-    set(pkgConfigLibs "-lkes_algorithm_tracking_base -lkes_media")
+    string(APPEND pkgConfigLibs " -lkes_media")
+endif()
+if(NOT BUILD_SHARED_LIBS)
+    # A static library leaves what it needs to the program.
+    string(APPEND pkgConfigRequires " libhwy")
+elseif(NOT CMAKE_SKIP_INSTALL_RPATH)
+    # The loader searches few folders: a program finds the libraries where they were linked.
+    string(PREPEND pkgConfigLibs "-Wl,-rpath,\${libdir} ")
 endif()
 
 install(TARGETS kes_algorithm_tracking_base EXPORT kes_targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
-    NAMELINK_COMPONENT development)
+    NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 if(NOT KES_EXTERNAL_MEDIA)
     install(TARGETS kes_media EXPORT kes_targets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT media
-        NAMELINK_COMPONENT development)
+        NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 endif()
-install(DIRECTORY include/kes DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+install(DIRECTORY include/kes ${PROJECT_BINARY_DIR}/include/kes
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development
     PATTERN tracker EXCLUDE)  # installs its own
 install(EXPORT kes_targets
     NAMESPACE kes::

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include <kes/version.hpp>
+
 #include "base/failure.hpp"
 #include "cli/interrupt.hpp"
 #include "command.hpp"
@@ -65,7 +67,7 @@ int Main(int argc, char** argv) {
                         "there is no command '" + std::string(argv[1]) + "' (--help lists them)");
     }
     CLI::App app("Foreground and objects in video.", "kes-track");
-    app.set_version_flag("--version", "kes-track " KES_TRACK_VERSION);
+    app.set_version_flag("--version", "kes-track " KES_VERSION_STRING);
     app.require_subcommand(1);
     app.footer(ExitCodes);
 

@@ -4,7 +4,8 @@ include(CMakePackageConfigHelpers)
 set(configDir ${CMAKE_INSTALL_LIBDIR}/cmake/kes_tracker)
 install(TARGETS kes_tracker EXPORT kes_tracker_targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tracker
-    NAMELINK_COMPONENT tracker_development)
+    NAMELINK_COMPONENT tracker_development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tracker_development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kes/tracker
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kes
     COMPONENT tracker_development)
@@ -19,6 +20,10 @@ configure_package_config_file(kes_trackerConfig.cmake.in kes_trackerConfig.cmake
 write_basic_package_version_file(kes_trackerConfigVersion.cmake
     VERSION ${KES_TRACKER_VERSION}
     COMPATIBILITY SameMinorVersion)
+set(libraries "-lkes_tracker")
+if(NOT BUILD_SHARED_LIBS)
+    string(APPEND libraries " -lopencv_imgproc -lopencv_core")
+endif()
 # Finds its prefix from where it lies itself.
 set(pkgConfigDir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefixFromPkgConfigDir /${pkgConfigDir} /)

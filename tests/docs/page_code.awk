@@ -1,7 +1,9 @@
-# Prints a page's C++ blocks as one program whose lines are the page's to the compiler.
-/^```cpp$/ {
+# Prints a page's blocks of one language (-v language=..., otherwise cpp) in order. The lines of C++
+# are the page's to the compiler.
+BEGIN { if (language == "") language = "cpp" }
+$0 == "```" language {
     inside = 1
-    printf "#line %d \"%s\"\n", NR + 1, FILENAME
+    if (language == "cpp") printf "#line %d \"%s\"\n", NR + 1, FILENAME
     next
 }
 /^```$/ { inside = 0 }

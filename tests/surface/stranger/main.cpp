@@ -14,6 +14,7 @@
 #include <kes/algorithm/tracking_base/solve.hpp>
 #include <kes/media/video/frame.hpp>
 #include <kes/object/bad_cast.hpp>
+#include <kes/version.hpp>
 
 namespace {
 
@@ -128,9 +129,19 @@ void PairRowsWithColumns() {
     Check(address(costs.leftCols(0)).size() == 0, "an empty matrix, by the function's address");
 }
 
+#ifdef PACKAGE_VERSION  // as find_package found it
+void CompareVersions() {
+    Check(std::string(kes::VersionString) == PACKAGE_VERSION, "headers of the package's version");
+    static_assert(KES_VERSION >= 1000000 && kes::VersionMajor == KES_VERSION_MAJOR);
+}
+#else
+void CompareVersions() {}
+#endif
+
 }  // namespace
 
 int main() {
+    CompareVersions();
     SegmentABrightSquare();
     LearnAnAppearance();
     CopyAnAllocatedFrame();
