@@ -4,8 +4,6 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "algorithm/tracking_base/smog_colour_row.hpp"
-
 namespace kes::algorithm::tracking_base::appearance {
 namespace {
 
@@ -65,6 +63,7 @@ SampleGrid LayGrid(geometry::Rectangle<int> const& blob, BitMask const& mask) {
     SampleGrid grid;
     grid.left = left;
     grid.top = top;
+    grid.width = width;
     grid.rowCount = std::min<std::int64_t>(height, MaxSampleRows);
     grid.columnCount = std::min<std::int64_t>(width, MaxSampleColumns);
     grid.rowStep = (height << 16) / grid.rowCount;

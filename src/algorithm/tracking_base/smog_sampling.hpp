@@ -15,6 +15,7 @@
 #include <kes/media/colour_format.hpp>
 
 #include "algorithm/tracking_base/smog_colour.hpp"
+#include "algorithm/tracking_base/smog_colour_row.hpp"
 #include "algorithm/tracking_base/smog_model.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {
@@ -31,6 +32,7 @@ void RequireWordsUpTo(BitMask const& mask, std::int64_t cellX, std::int64_t cell
 struct SampleGrid {
     std::int64_t left = 0;
     std::int64_t top = 0;
+    std::int64_t width = 0;  // cells that it spans
     std::int64_t rowCount = 0;
     std::int64_t columnCount = 0;
     std::int64_t rowStep = 0;
@@ -101,17 +103,29 @@ int SampleSmog(geometry::Rectangle<int> const& blob, BitMask const& mask, Frame 
     SampleGrid const grid = LayGrid(blob, mask);
     if (grid.rowCount == 0) return 0;
     RequireWordsUpTo(mask, grid.CellX(grid.columnCount - 1), grid.CellY(grid.rowCount - 1));
+    // Nv12's bytes lie as lanes want them: reading all cells from the first to the last column is
+    // faster than reading the wanted ones alone, unless these lie far apart.
+    constexpr std::int64_t CellsReadForOne = 4;
+    bool const readsRows = Format == media::ColourFormat::Nv12 &&
+                           grid.width <= CellsReadForOne * grid.columnCount &&
+                           grid.width <= std::int64_t{Colours::MaxCount};
+    Colours colours;
     int sampleCount = 0;
     for (std::int64_t row = 0; row < grid.rowCount; ++row) {
         std::int64_t const cellY = grid.CellY(row);
         std::uint32_t const* const maskRow =
             mask.words.data() + static_cast<std::size_t>(cellY) * WordsPerRow(mask.width);
         auto const act = startRow(grid.Vp(row));
+        if (readsRows) {
+            ReadColours(Format, read.RowAt(grid.left, cellY), static_cast<std::size_t>(grid.width),
+                        colours);
+        }
         for (std::int64_t column = 0; column < grid.columnCount; ++column) {
             std::int64_t const cellX = grid.CellX(column);
             if (!IsCellSet(maskRow, static_cast<std::size_t>(cellX))) continue;
             ++sampleCount;
-            act(read.At(cellX, cellY));
+            act(readsRows ? colours.At(static_cast<std::size_t>(cellX - grid.left))
+                          : read.At(cellX, cellY));
         }
     }
     return sampleCount;
