@@ -110,9 +110,8 @@ std::vector<Moment> Watch(std::string const& clipPath,
     for (int frame = 1; clip.read(picture); ++frame) {
         if (people.empty() || frame > people.rbegin()->first) break;
         cv::cvtColor(picture, grey, cv::COLOR_BGR2GRAY);
-        BitMask none{
-            static_cast<unsigned>(picture.cols) / 2, static_cast<unsigned>(picture.rows) / 2, {}};
-        none.words.resize((none.width + 31) / 32 * none.height);
+        BitMask const none = kes::algorithm::MakeEmptyMask(static_cast<unsigned>(picture.cols) / 2,
+                                                           static_cast<unsigned>(picture.rows) / 2);
         BitMask foreground = none;
         BitMask stationary = none;
         segmenter.Process(View(grey, ColourFormat::Grey), none.words.data(), none.words.data(),

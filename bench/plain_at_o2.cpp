@@ -26,7 +26,7 @@ PlainAtO2::PlainAtO2(SegmenterRun const& settled)
 
 void PlainAtO2::Process(cv::Mat const& picture) {
     auto const width = static_cast<std::size_t>(picture.cols / 2);
-    std::size_t const wordsPerRow = (width + 31) / 32;
+    std::size_t const wordsPerRow = algorithm::WordsPerRow(width);
     for (int cellY = 0; cellY + 1 < picture.rows / 2; ++cellY) {
         auto const y = static_cast<std::size_t>(cellY);
         kesAtO2::bench::UpdatePlainRow(&records[y * width], width - 1, picture.ptr(2 * cellY),

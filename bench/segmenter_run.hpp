@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include <kes/algorithm/bit_mask.hpp>
 #include <opencv2/core.hpp>
 
 #include "algorithm/tracking_base/emog_segmenter_impl.hpp"
@@ -14,7 +15,8 @@ namespace kes::bench {
 
 struct SegmenterRun {
     explicit SegmenterRun(cv::Size size)
-        : none(static_cast<std::size_t>(((size.width / 2 + 31) / 32) * (size.height / 2))),
+        : none(algorithm::WordsPerRow(static_cast<std::size_t>(size.width / 2)) *
+               static_cast<std::size_t>(size.height / 2)),
           foreground(none),
           stationary(none) {}
 

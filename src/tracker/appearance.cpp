@@ -58,14 +58,12 @@ Clue FindIn(Blob const& blob, Track const& track, MaskedFrame const& image) {
 
 View::View(Track const& track, std::vector<Track> const& tracks, MaskedFrame const& image)
     : bits(BitsOf(BoxOf(track.state.pose), image)),
-      visible{image.mask.width, image.mask.height,
-              std::vector<std::uint32_t>(image.mask.words.size())} {
+      visible(algorithm::MakeEmptyMask(image.mask.width, image.mask.height)) {
     std::vector<Track const*> nearer;
     for (Track const& other : tracks) {
         if (other.state.framesUnseen == 0 && other.state.cellFoot > track.state.cellFoot)
             nearer.push_back(&other);
     }
-    std::size_t const wordsPerRow = (visible.width + 31) / 32;
     int whole = 0;
     int seen = 0;
     for (int y = bits.top; y < bits.bottom; ++y) {
@@ -74,15 +72,14 @@ View::View(Track const& track, std::vector<Track> const& tracks, MaskedFrame con
             int const cellY = y / image.bitsPerCell;
             if (!Covers(track, cellX, cellY)) continue;
             ++whole;
-            std::size_t const word =
-                static_cast<std::size_t>(y) * wordsPerRow + static_cast<std::size_t>(x / 32);
-            std::uint32_t const bit = std::uint32_t{1} << (31 - x % 32);
-            if ((image.mask.words[word] & bit) == 0) continue;
+            auto const bitX = static_cast<std::size_t>(x);
+            auto const bitY = static_cast<std::size_t>(y);
+            if (!algorithm::GetCell(image.mask, bitX, bitY)) continue;
             bool const isHidden =
                 std::any_of(nearer.begin(), nearer.end(),
                             [&](Track const* other) { return Covers(*other, cellX, cellY); });
             if (isHidden) continue;
-            visible.words[word] |= bit;
+            algorithm::SetCell(visible, bitX, bitY);
             ++seen;
         }
     }

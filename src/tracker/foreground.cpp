@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include <kes/algorithm/bit_mask.hpp>
 #include <opencv2/imgproc.hpp>
 
 namespace kes::tracker {
@@ -17,12 +18,12 @@ std::chrono::milliseconds SegmenterTime(double seconds, double framesPerSecond) 
 // 255 for a bit that is set.
 void Unpack(std::vector<std::uint32_t> const& words, cv::Mat1b& bits) {
     auto const width = static_cast<unsigned>(bits.cols);
-    std::size_t const wordsPerRow = (width + 31) / 32;
+    std::size_t const wordsPerRow = algorithm::WordsPerRow(width);
     for (int y = 0; y < bits.rows; ++y) {
         std::uint32_t const* const row = &words[static_cast<std::size_t>(y) * wordsPerRow];
         std::uint8_t* const out = bits[y];
         for (unsigned x = 0; x < width; ++x) {
-            out[x] = (row[x / 32] >> (31 - x % 32) & 1) != 0 ? 255 : 0;
+            out[x] = algorithm::IsCellSet(row, x) ? 255 : 0;
         }
     }
 }
@@ -47,12 +48,11 @@ void Foreground::Process(Frame const& frame, Grid const& grid) {
     auto const width = frame.GetWidth() / 2;
     auto const height = frame.GetHeight() / 2;
     if (mask.width != width || mask.height != height) {
-        std::size_t const words = static_cast<std::size_t>((width + 31) / 32) * height;
-        mask = {width, height, std::vector<std::uint32_t>(words)};
-        stationary.assign(words, 0);
+        mask = algorithm::MakeEmptyMask(width, height);
+        stationary = mask.words;
         auto const fitting = [&](algorithm::BitMask const& given) {
             bool const fits = given.width == width && given.height == height;
-            return fits ? given.words : std::vector<std::uint32_t>(words);
+            return fits ? given.words : mask.words;
         };
         exclude = fitting(options.exclude);
         freeze = fitting(options.freeze);

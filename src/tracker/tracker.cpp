@@ -125,8 +125,8 @@ void Tracker::Impl::Fit(Frame const& frame) {
     auto const width = size.width / 2;
     auto const height = size.height / 2;
     grid = Grid(size);
-    std::size_t const words = static_cast<std::size_t>((width + 31) / 32) * height;
-    wholePicture = {width, height, std::vector<std::uint32_t>(words, ~std::uint32_t{0})};
+    wholePicture = algorithm::MakeEmptyMask(width, height);
+    std::fill(wholePicture.words.begin(), wholePicture.words.end(), ~std::uint32_t{0});
     minimumHeight = options.minimumHeight * static_cast<float>(grid.size.height);
     scene = {};
     scene.occlusion.Begin(grid.size);

@@ -53,13 +53,10 @@ cv::Mat ToBgr(media::video::FrameBase<void const> const& frame, bool isFullRange
 
 cv::Mat Unpack(algorithm::BitMask const& mask) {
     cv::Mat cells(static_cast<int>(mask.height), static_cast<int>(mask.width), CV_8UC1);
-    std::size_t const wordsPerRow = (std::size_t{mask.width} + 31) >> 5;
     for (std::uint32_t cellY = 0; cellY < mask.height; ++cellY) {
         auto* const row = cells.ptr<std::uint8_t>(static_cast<int>(cellY));
-        std::uint32_t const* const words = mask.words.data() + cellY * wordsPerRow;
         for (std::uint32_t cellX = 0; cellX < mask.width; ++cellX) {
-            bool const isSet = (words[cellX >> 5] >> (31 - cellX % 32) & 1U) != 0;
-            row[cellX] = isSet ? 255 : 0;
+            row[cellX] = algorithm::GetCell(mask, cellX, cellY) ? 255 : 0;
         }
     }
     return cells;

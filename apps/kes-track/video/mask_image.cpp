@@ -28,10 +28,7 @@ Frame ReadImage(std::string const& path) {
 }  // namespace
 
 algorithm::BitMask EmptyMask(Size frameSize) {
-    std::uint32_t const width = frameSize.width >> 1;
-    std::uint32_t const height = frameSize.height >> 1;
-    std::size_t const wordsPerRow = (std::size_t{width} + 31) >> 5;
-    return {width, height, std::vector<std::uint32_t>(wordsPerRow * height)};
+    return algorithm::MakeEmptyMask(frameSize.width / 2, frameSize.height / 2);
 }
 
 algorithm::BitMask ReadMask(std::string const& path, Size frameSize) {
@@ -41,7 +38,6 @@ algorithm::BitMask ReadMask(std::string const& path, Size frameSize) {
                                                   "; the frames are " + Text(frameSize));
     }
     algorithm::BitMask mask = EmptyMask(frameSize);
-    std::size_t const wordsPerRow = (std::size_t{mask.width} + 31) >> 5;
     auto const* const luminance = static_cast<std::uint8_t const*>(image.GetPlane(0).GetBuffer());
     std::ptrdiff_t const stride = image.GetPlane(0).GetStride();
     for (std::uint32_t cellY = 0; cellY < mask.height; ++cellY) {
@@ -51,7 +47,7 @@ algorithm::BitMask ReadMask(std::string const& path, Size frameSize) {
             std::size_t const pixelX = std::size_t{2} * cellX;
             bool const isBright = upper[pixelX] > MiddleGrey || upper[pixelX + 1] > MiddleGrey ||
                                   lower[pixelX] > MiddleGrey || lower[pixelX + 1] > MiddleGrey;
-            if (isBright) mask.words[cellY * wordsPerRow + (cellX >> 5)] |= 1U << (31 - cellX % 32);
+            if (isBright) algorithm::SetCell(mask, cellX, cellY);
         }
     }
     return mask;

@@ -9,8 +9,8 @@
 
 namespace kes::algorithm::tracking_base {
 
-// The mask words of one row. An input may be the same array as an output, and the outputs may be one
-// array, which then holds what either would.
+// The mask words of one row. An input may be the same array as an output, and the outputs may be
+// one array, which then holds what either would.
 struct RowMasks {
     std::uint32_t const* freeze;
     std::uint32_t const* reset;
@@ -25,7 +25,7 @@ struct RowMasks {
     }
 };
 
-// Takes cells 0 to cellCount - 1 of a row through the model and writes the (cellCount + 31) / 32
+// Takes cells 0 to cellCount - 1 of a row through the model and writes the WordsPerRow(cellCount)
 // mask words that hold them, bits beyond the last cell as 0.
 // luminance: the pixel at column 0 of frame row 2y; 4 rows of 2 * cellCount + 2 pixels are read.
 // Runs in the widest lanes that the processor has; the bits are the same in all of them.
