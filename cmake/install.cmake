@@ -12,7 +12,9 @@ else()
 endif()
 if(NOT BUILD_SHARED_LIBS)
     # A static library leaves what it needs to the program.
-    string(APPEND pkgConfigRequires " libhwy")
+    if(KES_WITH_HIGHWAY)
+        string(APPEND pkgConfigRequires " libhwy")
+    endif()
 elseif(NOT CMAKE_SKIP_INSTALL_RPATH)
     # The loader searches few folders: a program finds the libraries where they were linked.
     string(PREPEND pkgConfigLibs "-Wl,-rpath,\${libdir} ")
