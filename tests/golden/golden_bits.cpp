@@ -3,6 +3,7 @@
 // usage: golden_bits FILE     compares the list in FILE with what the library answers on every
 //                             instruction set that this processor has
 //        golden_bits --print  prints the list anew
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -24,6 +25,7 @@
 #include "support/colour_picture.hpp"
 #include "support/generated.hpp"
 #include "support/smog_cases.hpp"
+#include "support/solve_ways.hpp"
 
 namespace {
 
@@ -50,7 +52,8 @@ public:
         if constexpr (requires { numbers.begin(); }) {
             for (auto const& number : numbers) *this << number;
         } else {
-            auto const bytes = std::bit_cast<std::array<unsigned char, sizeof numbers>>(numbers);
+            auto bytes = std::bit_cast<std::array<unsigned char, sizeof numbers>>(numbers);
+            if constexpr (std::endian::native == std::endian::big) std::ranges::reverse(bytes);
             for (unsigned char const byte : bytes) value = (value ^ byte) * 0x100000001b3;
         }
         return *this;
@@ -101,7 +104,10 @@ void AskSegmenter(Answers& answers) {
             if (frame % 30 != 0) continue;
             auto const& state = segmenter.blobState;
             for (std::size_t y = 0; y < state.Height(); ++y) {
-                for (std::size_t x = 0; x < state.Width(); ++x) states << state.Cell(x, y);
+                for (std::size_t x = 0; x < state.Width(); ++x) {
+                    auto const cell = state.Cell(x, y);
+                    states << std::bit_cast<std::array<std::uint16_t, sizeof cell / 2>>(cell);
+                }
             }
         }
         std::string const name = std::string("segmenter/") + c.name;
@@ -204,16 +210,31 @@ constexpr struct {
 void AskAssignment(Answers& answers) {
     for (auto const& kind : CostKinds) {
         Generator random(static_cast<std::uint64_t>(kind.name[0]));
+        auto const generate = [&](std::uint32_t rows, std::uint32_t columns) {
+            Costs costs(rows, columns);
+            for (float& cost : costs.reshaped()) cost = kind.cost(random);
+            return costs;
+        };
         Hash marks;
         for (int matrix = 0; matrix < 40; ++matrix) {
             std::uint32_t const bound = matrix % 8 == 0 ? 70 : 20;
             auto const [rows, columns] = std::array{random.Below(bound), random.Below(bound)};
-            Costs costs(rows, columns);
-            for (float& cost : costs.reshaped()) cost = kind.cost(random);
-            Marks const found = Solve(costs);
+            Marks const found = Solve(generate(rows, columns));
             marks << found.rows() << found.cols() << found.reshaped();
         }
         answers[std::string("assignment/") + kind.name] = marks.value;
+
+        // Each way of solving is asked, and adds to the hash where it does not agree.
+        Hash largeMarks;
+        for (auto const& [rows, columns] : {std::array{130, 120}, {90, 200}, {200, 90}}) {
+            auto const ways = kes::test::SolveInEachWay(
+                generate(static_cast<std::uint32_t>(rows), static_cast<std::uint32_t>(columns)));
+            for (auto const& [name, found] : ways) {
+                bool const isSame = (found == ways.front().marks).all();
+                if (name == ways.front().name || !isSame) largeMarks << found.reshaped();
+            }
+        }
+        answers[std::string("assignment/") + kind.name + "/large"] = largeMarks.value;
     }
 }
 

@@ -18,6 +18,7 @@
 #include "algorithm/tracking_base/emog_model.hpp"
 #include "algorithm/tracking_base/emog_row.hpp"
 #include "algorithm/tracking_base/emog_state.hpp"
+#include "algorithm/tracking_base/lane_bits-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::HWY_NAMESPACE {
@@ -305,20 +306,6 @@ HWY_INLINE void StoreCells(D16 d, Cells cells, CellLanes const& cell, Strip cons
     }
 }
 
-HWY_INLINE Lanes LanesOf(D16 d, StripBits bits) {
-    std::uint8_t bytes[sizeof bits];
-    std::memcpy(bytes, &bits, sizeof bits);
-    return hn::LoadMaskBits(d, bytes);
-}
-
-HWY_INLINE StripBits BitsOf(D16 d, Lanes lanes) {
-    std::uint8_t bytes[sizeof(StripBits)] = {};
-    hn::StoreMaskBits(d, lanes, bytes);
-    StripBits bits;
-    std::memcpy(&bits, bytes, sizeof bits);
-    return bits;
-}
-
 // -------------------------------------------------------------------------------------- the verbs
 
 // Of the two bytes of each lane, the lower one times `lower` and the upper one times `upper`;
@@ -395,7 +382,7 @@ HWY_INLINE Lanes Fits(D16 d, ModeLanes const& mode, Features const& features,
 }
 
 HWY_INLINE ModeLanes IfThenElse(Lanes lanes, ModeLanes const& yes, ModeLanes const& no) {
-    ModeLanes mode;
+    ModeLanes mode{};
     mode.count = hn::IfThenElse(lanes, yes.count, no.count);
     for (std::size_t i = 0; i < FeatureCount; ++i) {
         FeatureLanes const& a = yes.features[i];
@@ -470,7 +457,7 @@ HWY_INLINE V16 ResetStdDev(D16 d, V16 oldMean, V16 feature) {
 template <class Rate>
 HWY_INLINE void Learn(D16 d, CellLanes& cell, Placement const& placement, Match const& match,
                       Features const& features, Lanes reset, bool anyReset, Rate const& rate) {
-    ModeLanes mode;
+    ModeLanes mode{};
     mode.count = placement.count;
     for (std::size_t i = 0; i < FeatureCount; ++i) {
         FeatureLanes const& old = match.mode.features[i];
@@ -545,7 +532,7 @@ HWY_INLINE void UpdateQuiet(D16 d, Cells cells, Background const& background,
                             Features const& features, FrameValues const& values, Rate const& rate,
                             Strip const& strip) {
     V16 const one = hn::Set(d, std::uint16_t{1});
-    ModeLanes mode;
+    ModeLanes mode{};
     mode.count = hn::Min(hn::Add(background.mode.count, one), hn::Set(d, values.maxCount));
     for (std::size_t i = 0; i < FeatureCount; ++i) {
         mode.features[i] = LearnedNear(d, background.mode.features[i], features.at[i], rate);

@@ -49,11 +49,12 @@ HWY_INLINE void VisitBits(std::uint64_t bits, std::size_t start, Visit visit) {
 // Which of the first up to 64 words have this bit, as bits. What follows them may be read.
 template <class Word>
 HWY_INLINE std::uint64_t WhereBitIsSet(Word const* words, std::size_t bit, std::size_t count) {
-    hn::CappedTag<Word, 32> const d;
+    hn::CappedTag<Word, KES_HAS_LANES ? 32 : 1> const d;
     auto const wanted = hn::Set(d, static_cast<Word>(Word{1} << bit));
     std::uint64_t found = 0;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        found |= BitsOf(d, hn::TestBit(hn::Load(d, words + i), wanted)) << i;
+        auto const isSet = hn::TestBit(hn::Load(d, words + i), wanted);
+        found |= std::uint64_t{BitsOf(d, isSet)} << i;
     }
     return found;
 }

@@ -15,18 +15,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <type_traits>
 
 #include <hwy/highway.h>
+
+#include "algorithm/tracking_base/has_lanes-inl.hpp"
+#include "algorithm/tracking_base/lane_bits-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
+using tracking_base::HWY_NAMESPACE::BitsOf;
 
 constexpr std::size_t LaneMultiple = 16;
 constexpr std::size_t NotFound = std::numeric_limits<std::size_t>::max();
 
-using Floats = hn::CappedTag<float, LaneMultiple>;
+// One at a time where Highway would only imitate vectors.
+using Floats = hn::CappedTag<float, KES_HAS_LANES ? LaneMultiple : 1>;
 using Integers = hn::RebindToSigned<Floats>;
 
 // The least lane. No array holds the largest finite float, but Highway 1.0.3's emulated vectors
@@ -37,19 +41,7 @@ HWY_INLINE float LeastLane(hn::Vec<Floats> values) {
                                                      : std::numeric_limits<float>::infinity();
 }
 
-// A bit for each lane, the first in the least significant.
-template <class D>
-HWY_INLINE std::uint64_t BitsOf(D d, hn::Mask<D> mask) {
-    // As wide as what is stored: a wider load would wait for the store to reach memory.
-    constexpr std::size_t Count = hn::MaxLanes(D());
-    using Bits = std::conditional_t<(Count > 16), std::uint32_t,
-                                    std::conditional_t<(Count > 8), std::uint16_t, std::uint8_t>>;
-    Bits bits = 0;
-    hn::StoreMaskBits(d, mask, reinterpret_cast<std::uint8_t*>(&bits));
-    return bits;
-}
-
-#if HWY_TARGET != HWY_SCALAR
+#if KES_HAS_LANES
 // The same for four vectors of at most 8 lanes. Where masks are vectors, four of them side by side
 // in bytes cost less than one after the other.
 HWY_INLINE std::uint64_t BitsOfFour(hn::Mask<Floats> a, hn::Mask<Floats> b, hn::Mask<Floats> c,
@@ -85,7 +77,7 @@ HWY_INLINE std::uint64_t BitsOfSteps(Step step) {
     constexpr std::size_t Lanes = hn::MaxLanes(Floats());
     std::uint64_t bits = 0;
     std::size_t i = 0;
-#if HWY_TARGET != HWY_SCALAR
+#if KES_HAS_LANES
     if constexpr (Lanes <= 8) {
         for (; i + 4 * Lanes <= Count; i += 4 * Lanes) {
             auto const a = step(i), b = step(i + Lanes), c = step(i + 2 * Lanes),
@@ -94,7 +86,7 @@ HWY_INLINE std::uint64_t BitsOfSteps(Step step) {
         }
     }
 #endif
-    for (; i < Count; i += Lanes) bits |= BitsOf(Floats(), step(i)) << i;
+    for (; i < Count; i += Lanes) bits |= std::uint64_t{BitsOf(Floats(), step(i))} << i;
     return bits;
 }
 
@@ -126,7 +118,7 @@ HWY_INLINE std::size_t FirstOfSteps(std::size_t count, Step step) {
         std::size_t const end = std::min(count, start + WordBits);
         std::uint64_t bits = 0;
         for (std::size_t i = start; i < end; i += hn::Lanes(Floats())) {
-            bits |= BitsOf(Floats(), step(i)) << (i - start);
+            bits |= std::uint64_t{BitsOf(Floats(), step(i))} << (i - start);
         }
         if (first == NotFound && bits != 0) {
             first = start + static_cast<std::size_t>(std::countr_zero(bits));
@@ -286,7 +278,7 @@ HWY_INLINE std::size_t FirstBoundAtMostZero(float const* costs, float rise, floa
 HWY_INLINE void Transpose(float const* from, std::size_t count, std::size_t length,
                           std::size_t fromStride, std::size_t toStride, float* to) {
     constexpr float Infinity = std::numeric_limits<float>::infinity();
-#if HWY_TARGET == HWY_SCALAR
+#if !KES_HAS_LANES
     for (std::size_t i = 0; i < length; ++i) {
         for (std::size_t line = 0; line < toStride; ++line) {
             to[i * toStride + line] = line < count ? from[line * fromStride + i] : Infinity;
