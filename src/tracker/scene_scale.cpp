@@ -9,6 +9,7 @@ namespace {
 constexpr std::size_t Capacity = 600;
 constexpr std::size_t Enough = 60;
 constexpr std::size_t FitEvery = 10;
+constexpr double PriorOfNoSlope = 270;  // cells squared: a third of a sample at 30 cells
 constexpr float TypicalSpread = 0.15F;  // median of |height - line| / line that still makes a line
 
 float Median(std::vector<float>& values) {
@@ -49,9 +50,9 @@ void SceneScale::Fit() {
             sxy += w * x * y;
         }
         double const mean = sx / n;
-        // A prior of no slope, worth ten samples spread by 30 cells, settles a scene where all
-        // stand in one row.
-        double const variance = sxx - mean * sx + 10.0 * 900.0;
+        // A weak prior of no slope settles a scene where all stand in one row. A stronger one
+        // gives the next object, in another row, the size of the first.
+        double const variance = sxx - mean * sx + PriorOfNoSlope;
         slope = static_cast<float>(std::max(0.0, (sxy - mean * sy) / variance));
         offset = static_cast<float>((sy - static_cast<double>(slope) * sx) / n);
         for (std::size_t i = 0; i < samples.size(); ++i) {
