@@ -45,7 +45,7 @@ struct BlobScore {
 /// is the same on every processor, to the last bit.
 ///
 /// A plain value of 260 bytes, which may be stored, loaded and made by hand. Update leaves means
-/// from 0 to 256 and variances from 1 to 36864. A state made by hand may hold anything: every
+/// from 0 to 256 and variances from 1 to 65535. A state made by hand may hold anything: every
 /// operation stays within its buffers, and gives the same on every processor. Squared distances are
 /// taken in 32 bits: they wrap where a mean lies beyond -22000 to 22000.
 ///
@@ -117,13 +117,12 @@ public:
     ///
     /// and, only where a placement fits, so that the search area is read:
     /// - "Blob mask dimensions must be half the frame size": the mask is larger, and the search
-    /// area
-    ///   does not lie inside half the frame
+    ///   area reaches beyond half the frame
     /// - "Blob mask has too few words": for the cells of the search area
     /// - "Blob must lie inside the mask": the search area, the blob clipped to the places that are
     ///   tried, does not
     ///
-    /// An Nv12 frame's search area has no such limit: its cells are counted modulo 2^16, and the
+    /// An Nv12 frame's search area has no limit of size: its cells are counted modulo 2^16, and the
     /// score is exact while a placement holds fewer than 65536 cells.
     /// Throws `std::bad_alloc` when the search finds no memory for its counts.
     BlobScore PartitionAndScoreBlob(geometry::Rectangle<int> const& blob, unsigned int tag,
@@ -133,7 +132,8 @@ public:
                                     geometry::Dimension<float, 2> const& expectedSize) const;
 
     std::array<Gaussian, ComponentCount> gaussians;  ///< the components
-    bool untrained;  ///< true until an Update has found a sample: the next one replaces
+    /// True until an Update finds a sample: that one replaces statistics, later ones move them.
+    bool untrained;
 };
 
 /// Writes the components as one line of JSON without blanks, with the stream's own number
