@@ -3,9 +3,7 @@
 // usage: golden_bits FILE     compares the list in FILE with what the library answers on every
 //                             instruction set that this processor has
 //        golden_bits --print  prints the list anew
-#include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -24,6 +22,7 @@
 #include "algorithm/tracking_base/emog_segmenter_impl.hpp"
 #include "support/colour_picture.hpp"
 #include "support/generated.hpp"
+#include "support/hash.hpp"
 #include "support/smog_cases.hpp"
 #include "support/solve_ways.hpp"
 
@@ -39,28 +38,12 @@ using kes::media::ColourFormat;
 using kes::test::ColourPicture;
 using kes::test::GeneratedVideo;
 using kes::test::Generator;
+using kes::test::Hash;
 using kes::test::Mask;
 using kes::test::SmogCases;
 
 // Answers by name; sorted, so that a list reads well and differs by lines.
 using Answers = std::map<std::string, std::uint64_t>;
-
-// FNV-1a over the bytes of numbers, the lowest first, one after another.
-class Hash {
-public:
-    Hash& operator<<(auto const& numbers) {
-        if constexpr (requires { numbers.begin(); }) {
-            for (auto const& number : numbers) *this << number;
-        } else {
-            auto bytes = std::bit_cast<std::array<unsigned char, sizeof numbers>>(numbers);
-            if constexpr (std::endian::native == std::endian::big) std::ranges::reverse(bytes);
-            for (unsigned char const byte : bytes) value = (value ^ byte) * 0x100000001b3;
-        }
-        return *this;
-    }
-
-    std::uint64_t value = 0xcbf29ce484222325;
-};
 
 // --- segmenter
 
