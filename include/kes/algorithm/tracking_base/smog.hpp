@@ -102,9 +102,14 @@ public:
     /// weight: the colour match and the closeness of its centre to the predicted one. At most 10 x
     /// 10 placements are tried. The score is the colour match alone, at most 1: of the set cells in
     /// the placement, how many have the colours of a component in whose band they lie (a cell in
-    /// two bands can count twice); the tag is 0. A placement fits only in a search area that is at
-    /// least one cell wider and taller than expected; without one the score is 0 and the centre
-    /// that of a placement at the area's top-left corner.
+    /// two bands can count twice); the tag is 0.
+    ///
+    /// A placement fits only in a search area that is at least one cell wider and taller than
+    /// expected. Without one nothing is tried: the score is 0, as where no colour matches, and the
+    /// centre that of a placement at the area's top-left corner. To tell the two apart, compute the
+    /// area: along each axis it goes from the larger of the blob's first edge and `predicted -
+    /// expected` to the smaller of its last edge and `predicted + expected`, both truncated to whole
+    /// cells. Expect at most the blob's width and height less one cell where a score is wanted.
     ///
     /// `predictedCentre`: x, y, and `expectedSize`: width, height, in cells.
     ///
