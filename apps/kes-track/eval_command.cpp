@@ -1,7 +1,6 @@
 // kes-track eval: a tracker's result scored against ground truth.
 
 #include <algorithm>
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -10,13 +9,14 @@
 #include <string_view>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "base/failure.hpp"
+#include "base/format.hpp"
+#include "base/number.hpp"
 #include "cli/parse.hpp"
 #include "command.hpp"
 #include "eval/scores.hpp"
 #include "mot/mot_text.hpp"
+#include "output/summary.hpp"
 
 namespace kes::track {
 namespace {
@@ -32,8 +32,8 @@ struct EvalOptions {
 std::optional<eval::FrameRange> ParseFrames(std::string_view text) {
     auto const dash = text.find('-');
     if (dash == std::string_view::npos) return std::nullopt;
-    auto const first = cli::ParseCount(text.substr(0, dash));
-    auto const last = cli::ParseCount(text.substr(dash + 1));
+    auto const first = ParseCount(text.substr(0, dash));
+    auto const last = ParseCount(text.substr(dash + 1));
     constexpr std::uint64_t Most = 1'000'000'000;
     if (!first || !last || *first < 1 || *last < *first || *last > Most) return std::nullopt;
     return eval::FrameRange{static_cast<long>(*first), static_cast<long>(*last)};
@@ -46,43 +46,37 @@ eval::FrameRange FramesOf(std::vector<mot::Row> const& truth) {
     return {first->frame, last->frame};
 }
 
-std::string Percent(std::optional<double> share) {
-    if (!share) return "-";
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f %%", 100 * *share);
-    return text;
-}
+std::string Percent(std::optional<double> share) { return share ? FormatPercent(*share, 1) : "-"; }
 
-nlohmann::json PercentJson(std::optional<double> share) {
-    return share ? nlohmann::json(100 * *share) : nlohmann::json(nullptr);
-}
+Json PercentJson(std::optional<double> share) { return share ? Json(100 * *share) : Json(nullptr); }
 
 void PrintTable(eval::Scores const& scores, eval::FrameRange frames) {
-    std::cout << "frames           " << frames.first << " to " << frames.last << '\n'
-              << "true boxes       " << scores.truthBoxes << '\n'
-              << "result's boxes   " << scores.resultBoxes << '\n'
-              << "MOTA             " << Percent(scores.Mota()) << '\n'
-              << "IDF1             " << Percent(scores.Idf1()) << '\n'
-              << "precision        " << Percent(scores.Precision()) << '\n'
-              << "recall           " << Percent(scores.Recall()) << '\n'
-              << "switches         " << scores.switches << '\n'
-              << "false positives  " << scores.falsePositives << '\n'
-              << "misses           " << scores.misses << '\n';
+    Table table;
+    table.Row("frames", std::to_string(frames.first) + " to " + std::to_string(frames.last));
+    table.Row("true boxes", std::to_string(scores.truthBoxes));
+    table.Row("result's boxes", std::to_string(scores.resultBoxes));
+    table.Row("MOTA", Percent(scores.Mota()));
+    table.Row("IDF1", Percent(scores.Idf1()));
+    table.Row("precision", Percent(scores.Precision()));
+    table.Row("recall", Percent(scores.Recall()));
+    table.Row("switches", std::to_string(scores.switches));
+    table.Row("false positives", std::to_string(scores.falsePositives));
+    table.Row("misses", std::to_string(scores.misses));
+    std::cout << table;
 }
 
 void PrintJson(eval::Scores const& scores, eval::FrameRange frames) {
-    nlohmann::ordered_json const out{{"first_frame", frames.first},
-                                     {"last_frame", frames.last},
-                                     {"true_boxes", scores.truthBoxes},
-                                     {"result_boxes", scores.resultBoxes},
-                                     {"mota", PercentJson(scores.Mota())},
-                                     {"idf1", PercentJson(scores.Idf1())},
-                                     {"precision", PercentJson(scores.Precision())},
-                                     {"recall", PercentJson(scores.Recall())},
-                                     {"switches", scores.switches},
-                                     {"false_positives", scores.falsePositives},
-                                     {"misses", scores.misses}};
-    std::cout << out.dump() << '\n';
+    std::cout << JsonLine({{"first_frame", frames.first},
+                           {"last_frame", frames.last},
+                           {"true_boxes", scores.truthBoxes},
+                           {"result_boxes", scores.resultBoxes},
+                           {"mota", PercentJson(scores.Mota())},
+                           {"idf1", PercentJson(scores.Idf1())},
+                           {"precision", PercentJson(scores.Precision())},
+                           {"recall", PercentJson(scores.Recall())},
+                           {"switches", scores.switches},
+                           {"false_positives", scores.falsePositives},
+                           {"misses", scores.misses}});
 }
 
 int Eval(EvalOptions const& options) {

@@ -3,14 +3,20 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <new>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include <kes/version.hpp>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "base/failure.hpp"
 #include "cli/interrupt.hpp"
@@ -37,9 +43,11 @@ constexpr char const* ExitCodes =
     "  2    the command line is wrong\n"
     "  3    the input cannot be opened or holds no video\n"
     "  4    the input is damaged or broke off; what could be had was processed\n"
-    "  5    an output cannot be written\n"
+    "  5    an output, standard output included, cannot be written\n"
     "  6    another file that was given, such as a mask, cannot be used\n"
-    "  130  stopped by Ctrl-C (143 by SIGTERM); the outputs hold what came before";
+    "  130  stopped by Ctrl-C (143 by SIGTERM, 129 by SIGHUP); the outputs hold what came before\n"
+    "A file that is not done is called NAME.part; one that stays behind holds what came before a\n"
+    "crash or a full disk.";
 
 int Complain(ExitCode code, std::string const& line) {
     std::cerr << "kes-track: " << line << '\n';
@@ -89,12 +97,32 @@ int Main(int argc, char** argv) {
     return static_cast<int>(ExitCode::BadUsage);
 }
 
-}  // namespace
+// Files must not come to be what the system's three streams are.
+void OccupyStandardStreams() {
+    while (true) {
+        int const descriptor = open("/dev/null", O_RDONLY);
+        if (descriptor > STDERR_FILENO) {
+            close(descriptor);
+            return;
+        }
+        if (descriptor < 0) return;
+    }
+}
 
-int main(int argc, char** argv) {
-    kes::track::cli::CatchInterrupts();
+// `code`, unless what was printed did not arrive.
+int Printed(int code) {
+    bool const hasArrived = std::cout.flush() && std::fflush(stdout) == 0;
+    if (hasArrived) return code;
+    int const failed =
+        Complain(ExitCode::BadOutput, "standard output: " + std::generic_category().message(errno));
+    return code == static_cast<int>(ExitCode::Done) ? failed : code;
+}
+
+int Guarded(int argc, char** argv) {
     try {
         return Main(argc, argv);
+    } catch (kes::track::Cancelled const&) {
+        return 128 + kes::track::cli::InterruptSignal();
     } catch (Failure const& failure) {
         return Complain(failure.Code(), failure.what());
     } catch (std::bad_alloc const&) {
@@ -102,4 +130,12 @@ int main(int argc, char** argv) {
     } catch (std::exception const& error) {
         return Complain(ExitCode::Unforeseen, error.what());
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    OccupyStandardStreams();
+    kes::track::cli::CatchInterrupts();
+    return Printed(Guarded(argc, argv));
 }

@@ -29,4 +29,7 @@ private:
     ExitCode code;
 };
 
+// Thrown where an input is still being opened when the user stops the program.
+struct Cancelled {};
+
 }  // namespace kes::track

@@ -33,6 +33,10 @@ std::string FormatNumber(double value, int digits) {
     return result;
 }
 
+std::string FormatPercent(double share, int digits) {
+    return FormatNumber(100.0 * share, digits) + " %";
+}
+
 std::string FormatCount(std::uint64_t count) {
     std::string text = std::to_string(count);
     for (std::size_t place = text.size(); place > 3; place -= 3) text.insert(place - 3, 1, ' ');

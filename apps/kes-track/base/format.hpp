@@ -18,6 +18,9 @@ std::string FormatTime(std::chrono::nanoseconds time);
 // At most `digits` digits after the point, without idle zeros: 12.5, 10, 0.03.
 std::string FormatNumber(double value, int digits);
 
+// A share as a percentage, "12.5 %", with at most `digits` digits after the point.
+std::string FormatPercent(double share, int digits);
+
 // 12 345 678, in groups of three.
 std::string FormatCount(std::uint64_t count);
 

@@ -1,5 +1,6 @@
 #include "cli/input_options.hpp"
 
+#include <chrono>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -9,12 +10,9 @@
 namespace kes::track::cli {
 namespace {
 
-std::optional<unsigned int> ParseEvery(std::string_view text) {
-    std::optional<std::uint64_t> const count = ParseCount(text);
-    if (!count || *count < 1 || *count > std::numeric_limits<unsigned int>::max()) {
-        return std::nullopt;
-    }
-    return static_cast<unsigned int>(*count);
+std::optional<std::chrono::nanoseconds> ParseSpan(std::string_view text) {
+    auto const time = ParseDuration(text);
+    return time && time->count() > 0 ? time : std::nullopt;
 }
 
 }  // namespace
@@ -25,12 +23,14 @@ void AddInput(CLI::App& app, std::string& input) {
 }
 
 void AddReadOptions(CLI::App& app, video::ReadOptions& options) {
-    constexpr char const* Group = "What is read";
+    constexpr char const* Group = "What is read (numbers and times written are the clip's own)";
     AddTimeOption(app, "--start", options.start, "Skip what lies before this time")->group(Group);
-    AddTimeOption(app, "--duration", options.duration, "Read no more than this")->group(Group);
-    AddParsedOption(app, "--every", options.every, ParseEvery, "a whole number from 1",
-                    "Use one picture in N")
-        ->type_name("N")
+    AddParsedOption(app, "--duration", options.duration, ParseSpan,
+                    "a time above 0, such as 5s, 500ms or 1m30s", "Read no more than this")
+        ->type_name("TIME")
+        ->group(Group);
+    AddCountOption(app, "--every", options.every, std::numeric_limits<int>::max(),
+                   "Use one picture in N")
         ->group(Group);
     AddParsedOption(app, "--size", options.size, ParseSize,
                     "a size such as 640x480, each side 1 to 16384",

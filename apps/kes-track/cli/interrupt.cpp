@@ -21,6 +21,11 @@ void CatchInterrupts() {
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    // `nohup` asks for it to be ignored.
+    struct sigaction hangUp {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
+        sigaction(SIGHUP, &action, nullptr);
+    }
     // A reader of ours that goes away is a failed write, not the end of the process.
     std::signal(SIGPIPE, SIG_IGN);
 }

@@ -3,7 +3,7 @@
 
 namespace kes::track::cli {
 
-// From here on SIGINT and SIGTERM are only noted; a second one ends the process at once.
+// From here on SIGINT, SIGTERM and SIGHUP are only noted; a second one ends the process at once.
 // The one place where the program keeps process-wide state.
 void CatchInterrupts();
 

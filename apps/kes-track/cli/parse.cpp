@@ -1,9 +1,12 @@
 #include "cli/parse.hpp"
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+
+#include "base/format.hpp"
+#include "base/number.hpp"
 
 namespace kes::track::cli {
 namespace {
@@ -75,20 +78,32 @@ std::optional<Size> ParseSize(std::string_view text) {
     return Size{static_cast<unsigned int>(*width), static_cast<unsigned int>(*height)};
 }
 
-std::optional<double> ParseNumber(std::string_view text) {
-    double value = 0.0;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
+CLI::Option* AddNumberOption(CLI::App& app, std::string const& names, float& value, Limits limits,
+                             std::string const& description) {
+    auto const parse = [limits](std::string_view text) -> std::optional<float> {
+        auto const number = ParseNumber(text);
+        if (!number || *number < limits.least || *number > limits.most) return std::nullopt;
+        return static_cast<float>(*number);
+    };
+    return AddParsedOption(app, names, value, parse, "a number" + limits.Text(), description)
+        ->type_name("NUMBER");
 }
 
-std::optional<std::uint64_t> ParseCount(std::string_view text) {
-    std::uint64_t value = 0;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-    return value;
+CLI::Option* AddCountOption(CLI::App& app, std::string const& names, unsigned int& value,
+                            unsigned int most, std::string const& description) {
+    auto const parse = [most](std::string_view text) -> std::optional<unsigned int> {
+        auto const count = ParseCount(text);
+        if (!count || *count < 1 || *count > most) return std::nullopt;
+        return static_cast<unsigned int>(*count);
+    };
+    return AddParsedOption(app, names, value, parse,
+                           "a whole number from 1 to " + std::to_string(most), description)
+        ->type_name("N");
+}
+
+std::string Limits::Text() const {
+    if (most == Unlimited.most) return "";
+    return " from " + FormatNumber(least, 3) + " to " + FormatNumber(most, 3);
 }
 
 }  // namespace kes::track::cli

@@ -1,9 +1,8 @@
-// The texts that options take: durations with units, sizes, numbers.
+// Options whose texts are durations with units, sizes, and numbers within limits.
 #pragma once
 
 #include <chrono>
-#include <cstdint>
-#include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,17 +15,12 @@ namespace kes::track::cli {
 using Size = geometry::Dimension<unsigned int, 2>;
 
 // "500ms", "5s", "1.5s", "2m", "1h", or several, largest unit first: "1m30s". A unit is needed but
-// for 0. None for anything else, for a negative one, and for more than a year.
+// for 0. None for anything else, for a negative one, and for more than a year. (CLI11's numbers
+// with units take one unit only, and a text without any.)
 std::optional<std::chrono::nanoseconds> ParseDuration(std::string_view text);
 
 // "640x480", each side 1 to 16384. None for anything else.
 std::optional<Size> ParseSize(std::string_view text);
-
-// A finite decimal number that fills the text.
-std::optional<double> ParseNumber(std::string_view text);
-
-// A decimal number without sign that fills the text.
-std::optional<std::uint64_t> ParseCount(std::string_view text);
 
 // An option whose text goes through one of the functions above. `expected` finishes the error line
 // "--name: 'text' is not ...".
@@ -55,5 +49,21 @@ CLI::Option* AddTimeOption(CLI::App& app, std::string const& names, T& value,
                            description)
         ->type_name("TIME");
 }
+
+// What a number may be, ends included.
+struct Limits {
+    double least;
+    double most;
+
+    std::string Text() const;  // " from 0 to 255", nothing where there are none
+};
+constexpr Limits Unlimited{std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()};
+
+CLI::Option* AddNumberOption(CLI::App& app, std::string const& names, float& value, Limits limits,
+                             std::string const& description);
+
+// A whole number from 1.
+CLI::Option* AddCountOption(CLI::App& app, std::string const& names, unsigned int& value,
+                            unsigned int most, std::string const& description);
 
 }  // namespace kes::track::cli

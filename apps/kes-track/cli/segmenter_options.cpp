@@ -1,37 +1,23 @@
 #include "cli/segmenter_options.hpp"
 
-#include <optional>
-#include <string_view>
-
 #include "cli/parse.hpp"
 
 namespace kes::track::cli {
-namespace {
-
-std::optional<float> ParseThreshold(std::string_view text) {
-    std::optional<double> const value = ParseNumber(text);
-    if (!value || *value < 0.0 || *value > 255.0) return std::nullopt;
-    return static_cast<float>(*value);
-}
-
-}  // namespace
 
 void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options) {
     constexpr char const* Group = SegmenterGroup;
-    constexpr char const* Number = "a number from 0 to 255";
+    constexpr Limits OfThreshold{0, 255};
     AddTimeOption(app, "--stationary", options.stationaryTime,
                   "Foreground that lasts this long is stationary [5s]")
         ->group(Group);
     AddTimeOption(app, "--hold-on", options.holdOnTime,
                   "Stationary foreground becomes background after this [60s]")
         ->group(Group);
-    AddParsedOption(app, "--threshold", options.threshold, ParseThreshold, Number,
+    AddNumberOption(app, "--threshold", options.threshold, OfThreshold,
                     "Standard deviations from which a pixel differs, 0 to 255 [4]")
-        ->type_name("NUMBER")
         ->group(Group);
-    AddParsedOption(app, "--threshold-factor", options.thresholdFactor, ParseThreshold, Number,
+    AddNumberOption(app, "--threshold-factor", options.thresholdFactor, OfThreshold,
                     "A factor on the threshold, 0 to 255 [1]")
-        ->type_name("NUMBER")
         ->group(Group);
 
     constexpr char const* Masks = "Masks (images of the frames' size; white pixels count)";

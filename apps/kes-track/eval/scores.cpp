@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -15,6 +16,10 @@ namespace {
 namespace hungarian = algorithm::tracking_base::hungarian;
 using Costs = Eigen::Array<float, Eigen::Dynamic, Eigen::Dynamic>;
 
+// What one question to the solver may come to: a table of this many floats, and some copies of it.
+constexpr std::size_t MostPairs = std::size_t{1} << 24;
+constexpr std::size_t MostAgreements = std::size_t{1} << 22;  // entries of a map
+
 constexpr float Forbidden = std::numeric_limits<float>::max();
 
 struct Labelled {
@@ -26,18 +31,23 @@ using Frames = std::map<long, std::vector<Labelled>>;
 
 Frames ByFrame(std::vector<mot::Row> const& rows, FrameRange range) {
     Frames frames;
+    std::map<long, std::set<long>> ids;
     for (auto const& row : rows) {
         if (row.frame < range.first || row.frame > range.last) continue;
-        auto& boxes = frames[row.frame];
-        for (auto const& other : boxes) {
-            if (other.id == row.id) {
-                throw std::invalid_argument("frame " + std::to_string(row.frame) +
-                                            " has two boxes of id " + std::to_string(row.id));
-            }
+        if (!ids[row.frame].insert(row.id).second) {
+            throw std::invalid_argument("frame " + std::to_string(row.frame) +
+                                        " has two boxes of id " + std::to_string(row.id));
         }
-        boxes.push_back({row.id, row.box});
+        frames[row.frame].push_back({row.id, row.box});
     }
     return frames;
+}
+
+void RefuseTooMany(std::size_t truth, std::size_t result, std::string const& what) {
+    if (result == 0 || truth <= MostPairs / result) return;
+    throw std::invalid_argument(
+        std::to_string(truth) + " true " + what + " and " + std::to_string(result) +
+        " of the result are too many to compare: at most " + std::to_string(MostPairs) + " pairs");
 }
 
 std::optional<double> Share(double part, double whole) {
@@ -77,6 +87,7 @@ std::int64_t BestAgreement(Agreement const& agreement) {
         columns.try_emplace(ids.second, static_cast<Eigen::Index>(columns.size()));
         most = std::max(most, count);
     }
+    RefuseTooMany(rows.size(), columns.size(), "ids");
     Costs costs(rows.size(), columns.size());
     costs = static_cast<float>(most);
     for (auto const& [ids, count] : agreement) {
@@ -133,6 +144,8 @@ Scores Compare(std::vector<mot::Row> const& truthRows, std::vector<mot::Row> con
         auto const found = result.find(frame);
         if (found != result.end()) {
             auto const& foundBoxes = found->second;
+            RefuseTooMany(trueBoxes.size(), foundBoxes.size(),
+                          "boxes in frame " + std::to_string(frame));
             Costs costs = OverlapCosts(trueBoxes, foundBoxes);
             Costs const unpaired = costs;
             for (Eigen::Index t = 0; t < costs.rows(); ++t) {
@@ -141,6 +154,10 @@ Scores Compare(std::vector<mot::Row> const& truthRows, std::vector<mot::Row> con
                     long const trueId = trueBoxes[static_cast<std::size_t>(t)].id;
                     long const foundId = foundBoxes[static_cast<std::size_t>(r)].id;
                     ++agreement[{trueId, foundId}];
+                    if (agreement.size() > MostAgreements) {
+                        throw std::invalid_argument("more than " + std::to_string(MostAgreements) +
+                                                    " pairs of ids overlap: too many to compare");
+                    }
                     auto const before = previous.find(trueId);
                     if (before != previous.end() && before->second == foundId) Keep(costs, t, r);
                 }

@@ -40,7 +40,8 @@ struct FrameRange {
 // boxes agree.
 //
 // Throws std::invalid_argument when one id has two boxes in a frame: "frame F has two boxes of id
-// I".
+// I"; and where true boxes times boxes of the result in one frame, or true ids times ids of the
+// result in all, are more than 2^24, so that the memory needed stays bounded.
 Scores Compare(std::vector<mot::Row> const& truth, std::vector<mot::Row> const& result,
                FrameRange frames);
 

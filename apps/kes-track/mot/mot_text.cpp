@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "base/failure.hpp"
-#include "cli/parse.hpp"
+#include "base/number.hpp"
 
 namespace kes::track::mot {
 namespace {
@@ -38,11 +38,16 @@ std::vector<std::string_view> Columns(std::string_view line) {
 
 // A whole number within the limits; benchmarks write some as "1.0".
 std::optional<long> WholeNumber(std::string_view text, double least, double most) {
-    auto const value = cli::ParseNumber(text);
+    auto const value = ParseNumber(text);
     if (!value || *value < least || *value > most || *value != std::floor(*value)) {
         return std::nullopt;
     }
     return static_cast<long>(*value);
+}
+
+std::string Not(std::string_view text, char const* what) {
+    std::string line = "'";
+    return line.append(text).append("' is not ").append(what);
 }
 
 Row RowOf(std::string_view line, std::string const& where) {
@@ -53,14 +58,14 @@ Row RowOf(std::string_view line, std::string const& where) {
     if (columns.size() < 6) refuse("expected frame,id,left,top,width,height");
     Row row{};
     auto const frame = WholeNumber(columns[0], 1, LargestFrame);
-    if (!frame) refuse("'" + std::string(columns[0]) + "' is not a frame number from 1");
+    if (!frame) refuse(Not(columns[0], "a frame number from 1"));
     auto const id = WholeNumber(columns[1], -1, LargestFrame);
-    if (!id) refuse("'" + std::string(columns[1]) + "' is not an id");
+    if (!id) refuse(Not(columns[1], "an id"));
     std::array<float, 4> values{};
     for (std::size_t i = 0; i < values.size(); ++i) {
-        auto const value = cli::ParseNumber(columns[i + 2]);
+        auto const value = ParseNumber(columns[i + 2]);
         if (!value || std::abs(*value) > LargestCoordinate) {
-            refuse("'" + std::string(columns[i + 2]) + "' is not a coordinate");
+            refuse(Not(columns[i + 2], "a coordinate"));
         }
         values[i] = static_cast<float>(*value);
     }
@@ -73,13 +78,13 @@ Row RowOf(std::string_view line, std::string const& where) {
     }
     row.confidence = 1;
     if (columns.size() > 6 && !columns[6].empty()) {
-        auto const confidence = cli::ParseNumber(columns[6]);
+        auto const confidence = ParseNumber(columns[6]);
         if (!confidence || std::abs(*confidence) > LargestConfidence) {
-            refuse("'" + std::string(columns[6]) + "' is not a confidence");
+            refuse(Not(columns[6], "a confidence"));
         }
         row.confidence = static_cast<float>(*confidence);
     }
-    if (columns.size() > 7 && !cli::ParseNumber(columns[7])) row.label = std::string(columns[7]);
+    if (columns.size() > 7 && !ParseNumber(columns[7])) row.label = std::string(columns[7]);
     return row;
 }
 

@@ -4,22 +4,19 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <kes/tracker/tracker.hpp>
 
 #include "foreground.hpp"
+#include "output/clip_outputs.hpp"
 #include "run/detections.hpp"
 #include "video/reader.hpp"
 
 namespace kes::track::run {
 
 // Files to write; none where not wanted.
-struct OutputPaths {
+struct OutputPaths : ClipPaths {
     std::optional<std::string> mot;
-    std::optional<std::string> jsonLines;
-    std::optional<std::string> video;
-    std::optional<std::string> picture;
 };
 
 struct StreamOptions {
@@ -29,9 +26,12 @@ struct StreamOptions {
     ForegroundOptions foreground;
     tracker::Options tracker;                    // but for its rate and its foreground
     std::optional<DetectionOptions> detections;  // in place of foreground
-    std::chrono::nanoseconds warmUp{};     // of a recorded clip, to learn from before the start
-    std::chrono::nanoseconds latency{};    // by which results may come later than their frames
-    std::chrono::nanoseconds smoothing{};  // to either side, over which boxes are evened out
+    std::chrono::nanoseconds warmUp =
+        std::chrono::minutes(2);  // of a recorded clip, to learn from before the start
+    std::chrono::nanoseconds latency =
+        std::chrono::seconds(1);  // by which results may come later than their frames
+    std::chrono::nanoseconds smoothing =
+        std::chrono::milliseconds(600);  // to either side, over which boxes are evened out
 };
 
 }  // namespace kes::track::run

@@ -4,22 +4,17 @@
 #include <cmath>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-#include <opencv2/imgproc.hpp>
-
-#include "base/finish.hpp"
 #include "base/format.hpp"
 #include "draw/overlay.hpp"
 #include "mot/mot_text.hpp"
-#include "video/png.hpp"
+#include "output/finish.hpp"
 
 namespace kes::track::run {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr double TrailSeconds = 3;
 
@@ -71,22 +66,16 @@ std::string_view NameOf(tracker::Visibility visibility) {
 
 Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip, Detections const* boxes)
     : detections(boxes),
+      files(options.outputs, options.input, clip, Legend(), {}),
       painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))) {
-    OutputPaths const& wanted = options.outputs;
-    if (wanted.mot) mot.emplace(*wanted.mot);
-    if (wanted.jsonLines) jsonLines.emplace(*wanted.jsonLines);
-    if (wanted.picture) {
-        pictureFile.emplace(*wanted.picture);
-        sheet.emplace(ShortName(options.input), video::Describe(clip), Legend());
-        paths.emplace();
-    }
-    if (wanted.video) video.emplace(*wanted.video, clip.size, clip.frameRate);
+    if (options.outputs.mot) mot.emplace(*options.outputs.mot);
+    if (files.HasPage()) paths.emplace();
 }
 
 void Outputs::Write(video::Picture const& picture, tracker::Result const& result) {
     if (mot) WriteMot(picture, result);
-    if (jsonLines) WriteLines(picture, result);
-    if (sheet || video) Draw(picture, result);
+    if (files.HasLines()) WriteLines(picture, result);
+    if (files.AreDrawn()) Draw(picture, result);
 }
 
 void Outputs::WriteMot(video::Picture const& picture, tracker::Result const& result) {
@@ -98,18 +87,18 @@ void Outputs::WriteMot(video::Picture const& picture, tracker::Result const& res
             {static_cast<long>(picture.index) + 1, object.id, object.box, object.confidence, {}});
     }
     mot->Write(text.str());
+    mot->Flush();
 }
 
 void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& result) {
     auto const frame = picture.index + 1;
     double const time = Seconds(picture.time);
     for (tracker::Event const& event : result.events) {
-        Json const line{{"event", NameOf(event.type)},
-                        {"frame", frame},
-                        {"time", time},
-                        {"id", event.id},
-                        {"box", BoxJson(event.box)}};
-        jsonLines->Write(line.dump() + "\n");
+        files.WriteLine({{"event", NameOf(event.type)},
+                         {"frame", frame},
+                         {"time", time},
+                         {"id", event.id},
+                         {"box", BoxJson(event.box)}});
     }
     Json objects = Json::array();
     for (tracker::Object const& object : result.objects) {
@@ -121,54 +110,29 @@ void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& r
         if (detections != nullptr) one["label"] = detections->NameOf(object.label);
         objects.push_back(std::move(one));
     }
-    Json const line{{"frame", frame}, {"time", time}, {"objects", objects}};
-    jsonLines->Write(line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n");
+    files.WriteLine({{"frame", frame}, {"time", time}, {"objects", objects}});
 }
 
 void Outputs::Draw(video::Picture const& picture, tracker::Result const& result) {
     painter.Note(result);
     video::Size const size = picture.frame.GetSize();
-    bool const isOnSheet =
-        sheet && sheet->Note(picture.time, {Share(result, size, false), Share(result, size, true)});
+    bool const isWanted =
+        files.Note(picture.time, {Share(result, size, false), Share(result, size, true)});
     bool const isInBackground = paths && paths->Note(result);
-    if (!video && !isOnSheet && !isInBackground) return;
+    if (!isWanted && !isInBackground) return;
     cv::Mat drawn = draw::ToBgr(picture.frame, picture.isFullRange);
     if (isInBackground) paths->Add(drawn);
+    if (!isWanted) return;
     painter.Draw(drawn);
-    if (isOnSheet) sheet->Add(drawn, Caption(result));
-    if (video) {
-        draw::DrawLabel(drawn, font, FormatTime(picture.time), {});
-        video->Write(drawn, picture.time);
-    }
-}
-
-// The sheet of moments, and below it all paths over the background.
-cv::Mat Outputs::Page() const {
-    cv::Mat const moments = sheet->Draw();
-    cv::Mat walked = paths->Draw();
-    if (walked.empty()) return moments;
-    int const height = cvRound(static_cast<double>(walked.rows) * moments.cols / walked.cols);
-    cv::resize(walked, walked, {moments.cols, std::max(1, height)}, 0, 0, cv::INTER_AREA);
-    cv::Mat page;
-    cv::vconcat(moments, walked, page);
-    return page;
+    files.Add(drawn, picture.time, Caption(result));
 }
 
 void Outputs::Close() {
     Finish finish;
-    finish([this] {
-        if (video) video->Close();
-    });
+    // The page is the sheet of moments and, below it, all paths over the background.
+    finish([this] { files.Close(paths ? paths->Draw() : cv::Mat()); });
     finish([this] {
         if (mot) mot->Close();
-    });
-    finish([this] {
-        if (jsonLines) jsonLines->Close();
-    });
-    finish([this] {
-        if (!sheet) return;
-        pictureFile->Write(video::EncodePng(Page()));
-        pictureFile->Close();
     });
     finish.Done();
 }

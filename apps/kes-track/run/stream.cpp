@@ -10,6 +10,8 @@
 
 #include <kes/tracker/tracker.hpp>
 
+#include "base/failure.hpp"
+#include "base/format.hpp"
 #include "run/outputs.hpp"
 #include "video/mask_image.hpp"
 
@@ -51,25 +53,15 @@ void WarmUp(StreamOptions const& options, tracker::Tracker& tracker, StreamRepor
     tracker.ForgetObjects();
 }
 
-tracker::Options TrackerOptions(StreamOptions const& options, video::ClipInfo const& clip) {
-    ForegroundOptions const& foreground = options.foreground;
-    CheckTimes(foreground, clip.frameRate);
-    auto const seconds = [](std::chrono::nanoseconds time) {
-        return std::chrono::duration<double>(time).count();
-    };
-    auto const mask = [&](std::optional<std::string> const& image) {
-        return image ? video::ReadMask(*image, clip.size) : algorithm::BitMask{};
-    };
-    tracker::Options settings = options.tracker;
-    settings.framesPerSecond = clip.frameRate;
-    settings.threshold = foreground.threshold;
-    settings.thresholdFactor = foreground.thresholdFactor;
-    settings.stationaryTime = seconds(foreground.stationaryTime);
-    settings.holdOnTime = seconds(foreground.holdOnTime);
-    settings.exclude = mask(foreground.excludeImage);
-    settings.freeze = mask(foreground.freezeImage);
-    settings.reset = mask(foreground.resetImage);
-    return settings;
+// Pictures that are drawn on wait in memory for their results.
+void RefuseToHoldTooMuch(Outputs const& outputs, video::ClipInfo const& clip, std::size_t latency) {
+    constexpr double MostBytes = 2e9;
+    double const bytes = 1.5 * clip.size.width * clip.size.height;
+    if (!outputs.AreDrawn() || static_cast<double>(latency) * bytes <= MostBytes) return;
+    throw Failure(ExitCode::BadUsage,
+                  "--latency is too long for what is drawn: at most " +
+                      FormatNumber(std::floor(MostBytes / bytes / clip.frameRate), 0) +
+                      " s of such pictures can wait");
 }
 
 // Counts what comes out, each object once.
@@ -101,6 +93,24 @@ private:
 
 }  // namespace
 
+tracker::Options TrackerOptions(StreamOptions const& options, video::ClipInfo const& clip) {
+    ForegroundOptions const& foreground = options.foreground;
+    CheckTimes(foreground, clip.frameRate);
+    auto const mask = [&](std::optional<std::string> const& image) {
+        return image ? video::ReadMask(*image, clip.size) : algorithm::BitMask{};
+    };
+    tracker::Options settings = options.tracker;
+    settings.framesPerSecond = clip.frameRate;
+    settings.threshold = foreground.threshold;
+    settings.thresholdFactor = foreground.thresholdFactor;
+    settings.stationaryTime = Seconds(foreground.stationaryTime);
+    settings.holdOnTime = Seconds(foreground.holdOnTime);
+    settings.exclude = mask(foreground.excludeImage);
+    settings.freeze = mask(foreground.freezeImage);
+    settings.reset = mask(foreground.resetImage);
+    return settings;
+}
+
 StreamReport RunStream(StreamOptions const& options,
                        std::function<void(Advance const&)> const& advance) {
     StreamReport report;
@@ -118,9 +128,9 @@ StreamReport RunStream(StreamOptions const& options,
     }
 
     auto const framesIn = [&](std::chrono::nanoseconds time) {
-        return static_cast<std::size_t>(
-            std::llround(std::chrono::duration<double>(time).count() * report.clip.frameRate));
+        return static_cast<std::size_t>(std::llround(Seconds(time) * report.clip.frameRate));
     };
+    RefuseToHoldTooMuch(outputs, report.clip, framesIn(options.latency));
     tracker::FixedLagSmoother smoother(framesIn(options.latency), framesIn(options.smoothing));
     std::deque<video::Picture> waiting;  // for their results
     Census census(report);
@@ -129,18 +139,22 @@ StreamReport RunStream(StreamOptions const& options,
         waiting.pop_front();
         census.Count(result);
     };
-    while (auto picture = Timed(report.reading, [&] { return reader.Next(); })) {
-        ++report.frames;
-        auto result = Timed(report.tracking, [&] {
-            return detections ? tracker.Process(picture->frame, detections->At(report.frames))
-                              : tracker.Process(picture->frame);
-        });
-        advance({report.clip.length, picture->time - options.read.start, report.frames, false});
-        waiting.push_back(std::move(*picture));
-        if (auto const ready = smoother.Push(std::move(result))) write(*ready);
-    }
-    while (auto const ready = smoother.Pop()) write(*ready);
-    Timed(report.writing, [&] { outputs.Close(); });
+    auto const work = [&] {
+        while (auto picture = Timed(report.reading, [&] { return reader.Next(); })) {
+            ++report.frames;
+            auto result = Timed(report.tracking, [&] {
+                return detections
+                           ? tracker.Process(picture->frame, detections->At(picture->index + 1))
+                           : tracker.Process(picture->frame);
+            });
+            advance({report.clip.length, picture->time - options.read.start, report.frames, false});
+            if (!outputs.AreDrawn()) picture->frame = video::Frame();  // gives its memory back
+            waiting.push_back(std::move(*picture));
+            if (auto const ready = smoother.Push(std::move(result))) write(*ready);
+        }
+        while (auto const ready = smoother.Pop()) write(*ready);
+    };
+    Salvaging(work, [&] { Timed(report.writing, [&] { outputs.Close(); }); });
     report.scaledFrames = reader.Unlike();
     report.fault = reader.Fault();
     return report;

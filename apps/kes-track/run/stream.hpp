@@ -38,8 +38,12 @@ struct Advance {
     bool isWarmUp;
 };
 
-// Throws Failure, and std::bad_alloc. A fault of the input after its first picture is reported, not
-// thrown.
+// What the tracker of a clip is told. Throws Failure for masks that cannot be used and for times
+// that cannot be counted.
+tracker::Options TrackerOptions(StreamOptions const& options, video::ClipInfo const& clip);
+
+// Throws Failure, Cancelled and std::bad_alloc. A fault of the input after its first picture is
+// reported, not thrown.
 StreamReport RunStream(StreamOptions const& options,
                        std::function<void(Advance const&)> const& advance);
 

@@ -1,10 +1,14 @@
 #include "video/reader.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <limits>
 #include <new>
+#include <string_view>
 #include <utility>
 
 extern "C" {
@@ -26,20 +30,38 @@ using std::chrono::nanoseconds;
 constexpr std::int64_t MostPixels = std::int64_t{64} << 20;  // twice 8K
 constexpr double GuessedFrameRate = 15.0;
 constexpr double HighestFrameRate = 1000.0;
-constexpr auto LongestSilence = std::chrono::seconds(20);
-// Times beyond these come from damage; within them sums and differences cannot overflow.
+// Times beyond these come from damage; within them sums and differences cannot overflow. A stream
+// may count its own times from 1970, so that they reach further than the length of any clip.
 constexpr nanoseconds FurthestTime = std::chrono::hours(24 * 366 * 50);
+constexpr nanoseconds FurthestDate = std::chrono::hours(24 * 366 * 140);
 
 bool IsUrl(std::string const& input) { return input.find("://") != std::string::npos; }
 bool IsCamera(std::string const& input) { return input.rfind("/dev/video", 0) == 0; }
 
+// Whether a file is an MP4 without the index that its writer puts there at the end.
+bool LacksIndex(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    bool isMp4 = false;
+    std::array<unsigned char, 8> box{};
+    while (file.read(reinterpret_cast<char*>(box.data()), box.size())) {
+        std::string_view const kind(reinterpret_cast<char const*>(&box[4]), 4);
+        std::uint32_t const size =
+            std::uint32_t{box[0]} << 24 | box[1] << 16 | box[2] << 8 | box[3];
+        if (kind == "moov") return false;
+        isMp4 = isMp4 || kind == "ftyp";
+        if (!isMp4 || size < box.size()) break;  // a size of 0 or 1: the rest of the file, or more
+        file.seekg(size - static_cast<std::streamoff>(box.size()), std::ios::cur);
+    }
+    return isMp4;
+}
+
 // libav's count of `timeBase` units; none when it is unset or senseless.
-std::optional<nanoseconds> ToNanoseconds(std::int64_t count, AVRational timeBase) {
+std::optional<nanoseconds> ToNanoseconds(std::int64_t count, AVRational timeBase,
+                                         nanoseconds furthest = FurthestTime) {
     if (count == AV_NOPTS_VALUE || timeBase.num <= 0 || timeBase.den <= 0) return std::nullopt;
     std::int64_t const scaled = av_rescale_q(count, timeBase, AVRational{1, 1'000'000'000});
     nanoseconds const time{scaled};
-    if (scaled == std::numeric_limits<std::int64_t>::min() || time > FurthestTime ||
-        time < -FurthestTime) {
+    if (scaled == std::numeric_limits<std::int64_t>::min() || time > furthest || time < -furthest) {
         return std::nullopt;
     }
     return time;
@@ -94,6 +116,10 @@ private:
     bool Decode();
     void Feed();
     void KeepTime();
+    nanoseconds TimeOfDay() const;
+    void AwaitAnswer() { deadline = std::chrono::steady_clock::now() + options.longestSilence; }
+    bool IsSilent() const { return std::chrono::steady_clock::now() > deadline; }
+    std::uint64_t CountBefore(std::int64_t timestamp);
     bool IsCancelled() const { return options.isCancelled && options.isCancelled(); }
 
     ReadOptions options;
@@ -105,17 +131,20 @@ private:
     AVRational timeBase{};
     nanoseconds period{};               // between two decoded pictures
     std::optional<nanoseconds> origin;  // the stream's own time at which the clip starts
-    nanoseconds wallClock{};            // time of day at `origin`; 0 where nobody says
     media::video::frame::Rotation rotation = media::video::frame::Rotation::None;
 
     av::Packet packet = av::MakePacket();
     av::Frame decoded = av::MakeFrame();
     Nv12Converter converter;
-    bool isDrained = false;    // the decoder has been told that no more comes
-    bool isOver = false;       // nothing more is handed out
+    bool isDrained = false;       // the decoder has been told that no more comes
+    bool isOver = false;          // nothing more is handed out
+    std::uint64_t nextIndex = 0;  // of the next picture decoded, in the clip
+    // Where reading began at some picture before the start: the number of pictures before the
+    // start, none where times tell it.
+    bool isSought = false;
+    std::optional<std::uint64_t> countBefore;
     std::uint64_t wanted = 0;  // decoded pictures from `start` on
-    std::uint64_t handedOut = 0;
-    Size firstSize{};  // as decoded
+    Size firstSize{};          // as decoded
     std::uint64_t unlike = 0;
     std::optional<nanoseconds> time;  // of the last decoded picture
     std::optional<Picture> first;
@@ -142,11 +171,11 @@ Reader::Impl::Impl(std::string const& name, ReadOptions readOptions)
 
 int Reader::Impl::IsWaitOver(void* self) {
     auto const& reader = *static_cast<Impl*>(self);
-    return reader.IsCancelled() || std::chrono::steady_clock::now() > reader.deadline ? 1 : 0;
+    return reader.IsCancelled() || reader.IsSilent() ? 1 : 0;
 }
 
 void Reader::Impl::Open(std::string const& name) {
-    deadline = std::chrono::steady_clock::now() + LongestSilence;
+    AwaitAnswer();
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) throw std::bad_alloc();
     context->interrupt_callback = {IsWaitOver, this};
@@ -162,11 +191,14 @@ void Reader::Impl::Open(std::string const& name) {
     av_dict_free(&settings);
     input.reset(context);  // null after a failure
     if (error >= 0) error = avformat_find_stream_info(input.get(), nullptr);
-    if (error == AVERROR_EXIT && !IsCancelled()) throw Failure(ExitCode::BadInput, "no answer");
-    if (error == AVERROR_INVALIDDATA) {
-        throw Failure(ExitCode::BadInput, "not a video that can be read");
-    }
-    if (error < 0) throw Failure(ExitCode::BadInput, av::ErrorText(error));
+    if (error >= 0) return;
+    if (IsCancelled()) throw Cancelled{};
+    // Whatever an interrupted conversation was taken for.
+    if (IsSilent()) throw Failure(ExitCode::BadInput, "no answer");
+    if (error != AVERROR_INVALIDDATA) throw Failure(ExitCode::BadInput, av::ErrorText(error));
+    throw Failure(ExitCode::BadInput, LacksIndex(name)
+                                          ? "an MP4 that was cut off before its index was written"
+                                          : "not a video that can be read");
 }
 
 void Reader::Impl::OpenDecoder() {
@@ -202,9 +234,7 @@ void Reader::Impl::OpenDecoder() {
     info.codec = decoder->name;
     period = nanoseconds{std::llround(1e9 / rate.value_or(GuessedFrameRate))};
     rotation = RotationOf(*stream);
-    origin = ToNanoseconds(stream->start_time, timeBase);
-    wallClock = ToNanoseconds(input->start_time_realtime, AVRational{1, 1'000'000})
-                    .value_or(nanoseconds{0});
+    origin = ToNanoseconds(stream->start_time, timeBase, FurthestDate);
 }
 
 // Goes to the last key picture before the start where the input allows it; the pictures between
@@ -213,8 +243,34 @@ void Reader::Impl::SeekToStart() {
     if (options.start <= nanoseconds{0} || !origin) return;
     std::int64_t const target =
         av_rescale_q((*origin + options.start).count(), AVRational{1, 1'000'000'000}, timeBase);
-    avformat_seek_file(input.get(), stream->index, std::numeric_limits<std::int64_t>::min(), target,
-                       target, 0);
+    auto const seek = [&](std::int64_t timestamp) {
+        return avformat_seek_file(input.get(), stream->index,
+                                  std::numeric_limits<std::int64_t>::min(), timestamp, timestamp,
+                                  0) >= 0;
+    };
+    isSought = seek(target);
+    // Where the container does not count its pictures, its rate is a guess from the first few.
+    bool const isRateConstant =
+        stream->nb_frames > 0 && av_cmp_q(stream->avg_frame_rate, stream->r_frame_rate) == 0;
+    if (isSought && !isRateConstant && seek(stream->start_time)) {
+        countBefore = CountBefore(target);
+        seek(target);
+    }
+}
+
+// The pictures before a time, told by their packets; those are read and not decoded.
+std::uint64_t Reader::Impl::CountBefore(std::int64_t timestamp) {
+    std::uint64_t count = 0;
+    bool isPast = false;
+    while (!isPast && av_read_frame(input.get(), packet.get()) >= 0) {
+        if (packet->stream_index == stream->index) {
+            if (packet->pts < timestamp) ++count;
+            isPast = packet->dts != AV_NOPTS_VALUE && packet->dts >= timestamp;
+        }
+        av_packet_unref(packet.get());
+        AwaitAnswer();
+    }
+    return count;
 }
 
 // How long the container says that the video lasts, where it says so about the video itself.
@@ -239,11 +295,12 @@ std::optional<nanoseconds> Reader::Impl::NominalLength() const {
 void Reader::Impl::LearnTheClip() {
     first = Read();
     if (!first) {
-        if (IsCancelled()) return;
+        if (IsCancelled()) throw Cancelled{};
         if (time && *time < options.start) {
             throw Failure(ExitCode::BadInput,
                           "ends at " + InSeconds(*time + period) + ", before the start asked for");
         }
+        if (readError == AVERROR_EXIT) throw Failure(ExitCode::BadInput, "no answer");
         throw Failure(ExitCode::BadInput,
                       readError != 0 ? "no picture can be decoded: " + av::ErrorText(readError)
                                      : "no picture can be decoded");
@@ -262,21 +319,29 @@ std::optional<Picture> Reader::Impl::Next() {
 std::optional<Picture> Reader::Impl::Read() {
     while (!isOver && !IsCancelled() && Decode()) {
         KeepTime();
-        if (*time < options.start) continue;
+        if (*time < options.start) {
+            ++nextIndex;
+            continue;
+        }
         if (options.duration && *time - options.start >= *options.duration) break;
+        if (std::exchange(isSought, false)) {
+            nextIndex = countBefore.value_or(
+                static_cast<std::uint64_t>(std::llround(Seconds(*time) / Seconds(period))));
+        }
+        std::uint64_t const index = nextIndex++;
         if (wanted++ % options.every != 0) continue;
 
         Size const size{static_cast<unsigned int>(decoded->width),
                         static_cast<unsigned int>(decoded->height)};
-        if (handedOut == 0) {
+        if (firstSize == Size{}) {
             firstSize = size;
             info.size = options.size.value_or(Turned(size));
         }
         if (size != firstSize) ++unlike;
-        Frame::TimePoint const timestamp{wallClock + *time};
+        Frame::TimePoint const timestamp{TimeOfDay()};
         av::Frame picture = Upright(converter.Convert(*decoded, Turned(info.size)), rotation);
         bool const isFullRange = picture->color_range == AVCOL_RANGE_JPEG;
-        return Picture{handedOut++, *time, Wrap(std::move(picture), timestamp), isFullRange};
+        return Picture{index, *time, Wrap(std::move(picture), timestamp), isFullRange};
     }
     isOver = true;
     return std::nullopt;
@@ -318,13 +383,13 @@ bool Reader::Impl::Decode() {
 // Hands the decoder one packet of the video, or the news that there is no more.
 void Reader::Impl::Feed() {
     for (;;) {
-        deadline = std::chrono::steady_clock::now() + LongestSilence;
+        AwaitAnswer();
         int const error = av_read_frame(input.get(), packet.get());
         if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
         if (error == AVERROR(EAGAIN)) continue;  // a camera that has nothing yet
         if (error < 0) {
             reachedEnd = error == AVERROR_EOF;
-            if (!reachedEnd && !IsCancelled()) readError = error;
+            if (!reachedEnd && !IsCancelled()) readError = IsSilent() ? AVERROR_EXIT : error;
             isDrained = true;
             avcodec_send_packet(codec.get(), nullptr);
             return;
@@ -345,11 +410,24 @@ void Reader::Impl::Feed() {
 // The decoded picture's time from the start of the clip. A picture without one, or with one before
 // its predecessor's, follows it by one period.
 void Reader::Impl::KeepTime() {
-    std::optional<nanoseconds> const own = ToNanoseconds(decoded->best_effort_timestamp, timeBase);
+    std::optional<nanoseconds> const own =
+        ToNanoseconds(decoded->best_effort_timestamp, timeBase, FurthestDate);
     if (!origin && own) origin = own;
     nanoseconds const expected = time ? *time + period : nanoseconds{0};
     nanoseconds const found = own && origin ? *own - *origin : expected;
-    time = !time || found > *time ? found : expected;
+    bool const isSensible = found <= FurthestTime && (!time || found > *time);
+    time = isSensible ? found : expected;
+}
+
+// Of the picture whose time was kept last: the time of day where the input tells it, which a live
+// stream may do at any moment, and else the time from the start.
+nanoseconds Reader::Impl::TimeOfDay() const {
+    // The wall clock at which the stream's own time is 0.
+    auto const zero =
+        ToNanoseconds(input->start_time_realtime, AVRational{1, 1'000'000}, FurthestDate);
+    if (!zero) return *time;
+    nanoseconds const start = *zero + origin.value_or(nanoseconds{0});
+    return start > -FurthestDate && start < FurthestDate ? start + *time : *time;
 }
 
 std::optional<std::string> Reader::Impl::Fault() const {

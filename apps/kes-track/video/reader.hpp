@@ -22,6 +22,8 @@ struct ReadOptions {
     unsigned int every = 1;                              // one picture in this many; at least 1
     std::optional<Size> size{};                          // pictures are scaled to it
     std::function<bool()> isCancelled{};                 // asked often; true ends the reading
+    // After which a server that says nothing is given up.
+    std::chrono::nanoseconds longestSilence = std::chrono::seconds(20);
 };
 
 struct ClipInfo {
@@ -37,7 +39,9 @@ struct ClipInfo {
 std::string Describe(ClipInfo const& clip);
 
 struct Picture {
-    std::uint64_t index;            // 0 for the first handed out
+    // The picture's place in the clip, from 0, whatever of the clip is read. After a jump to a
+    // start it is counted, or where the clip's rate is constant told by the time.
+    std::uint64_t index;
     std::chrono::nanoseconds time;  // from the start of the clip; never falls
     // Counted and Nv12. Its timestamp is the picture's time from the clock's epoch, or, for a live
     // stream that tells when it began, the time of day.
@@ -52,8 +56,8 @@ struct Picture {
 // network.
 class Reader {
 public:
-    // Opens the input and decodes up to the first picture. Throws Failure (BadInput), and
-    // std::bad_alloc.
+    // Opens the input and decodes up to the first picture. Throws Failure (BadInput), Cancelled
+    // when cancelled before that picture, and std::bad_alloc.
     Reader(std::string const& input, ReadOptions options);
     Reader(Reader&&) noexcept;
     Reader& operator=(Reader&&) noexcept;

@@ -1,6 +1,7 @@
 #include "video/writer.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include <unistd.h>
 #include <opencv2/imgproc.hpp>
 
 extern "C" {
@@ -15,6 +17,7 @@ extern "C" {
 }
 
 #include "base/failure.hpp"
+#include "output/part_file.hpp"
 #include "video/av.hpp"
 
 namespace kes::track::video {
@@ -41,7 +44,6 @@ unsigned int MadeEven(unsigned int side) { return side + side % 2; }
 class Writer::Impl {
 public:
     Impl(std::string path, Size size, double frameRate);
-    ~Impl();
 
     void Write(cv::Mat const& picture, std::chrono::nanoseconds time);
     void Close();
@@ -52,7 +54,7 @@ private:
     void Encode(AVFrame const* picture);
     int Check(int error) const;  // returns it when it is none
 
-    std::string path;
+    PartFile part;
     std::unique_ptr<AVFormatContext, OutputDeleter> output;
     av::Codec codec;
     AVStream* stream = nullptr;
@@ -63,37 +65,33 @@ private:
     std::optional<std::chrono::nanoseconds> firstTime;
     std::int64_t lastPts = -1;
     std::int64_t pictureTicks = 1;
+    bool hasFragment = false;  // begun
     bool isOpen = false;
 };
 
-Writer::Impl::Impl(std::string outputPath, Size size, double frameRate)
-    : path(std::move(outputPath)) {
+Writer::Impl::Impl(std::string path, Size size, double frameRate) : part(std::move(path)) {
     av::Silence();
+    // The library's names for what is open already.
+    std::string const url =
+        part.IsBeside() ? "file:" + part.Path() : "pipe:" + std::to_string(part.Descriptor());
     AVFormatContext* context = nullptr;
-    Check(avformat_alloc_output_context2(&context, nullptr, "mp4", path.c_str()));
+    Check(avformat_alloc_output_context2(&context, nullptr, "mp4", url.c_str()));
     output.reset(context);
     OpenEncoder({MadeEven(size.width), MadeEven(size.height)}, frameRate);
     OpenFile();
     isOpen = true;
 }
 
-Writer::Impl::~Impl() {
-    try {
-        Close();
-    } catch (...) {  // whoever wants to know calls Close
-    }
-}
-
 int Writer::Impl::Check(int error) const {
     if (error == AVERROR(ENOMEM)) throw std::bad_alloc();
-    if (error < 0) throw Failure(ExitCode::BadOutput, path + ": " + av::ErrorText(error));
+    if (error < 0) throw Failure(ExitCode::BadOutput, part.Name() + ": " + av::ErrorText(error));
     return error;
 }
 
 void Writer::Impl::OpenEncoder(Size size, double frameRate) {
     AVCodec const* const encoder = FindEncoder();
     if (encoder == nullptr) {
-        throw Failure(ExitCode::BadOutput, path + ": libavcodec has no encoder for MP4");
+        throw Failure(ExitCode::BadOutput, part.Name() + ": libavcodec has no encoder for MP4");
     }
     codec.reset(avcodec_alloc_context3(encoder));
     if (!codec) throw std::bad_alloc();
@@ -132,9 +130,12 @@ void Writer::Impl::OpenFile() {
     stream->time_base = codec->time_base;
     stream->avg_frame_rate = codec->framerate;
     Check(avcodec_parameters_from_context(stream->codecpar, codec.get()));
-    Check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE));
+    Check(avio_open(&output->pb, output->url, AVIO_FLAG_WRITE));
     AVDictionary* settings = nullptr;
-    av_dict_set(&settings, "movflags", "+faststart", 0);  // plays before it is loaded whole
+    // Every key picture begins a fragment with an index of its own: what has been written plays,
+    // whatever happens next, and before it is loaded whole.
+    av_dict_set(&settings, "movflags", "+frag_keyframe+empty_moov+default_base_moof", 0);
+    av_dict_set(&settings, "flush_packets", "1", 0);
     int const error = avformat_write_header(output.get(), &settings);
     av_dict_free(&settings);
     Check(error);
@@ -179,7 +180,10 @@ void Writer::Impl::Encode(AVFrame const* picture) {
         if (packet->duration == 0) packet->duration = pictureTicks;
         av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
         packet->stream_index = stream->index;
+        bool const isKey = (packet->flags & AV_PKT_FLAG_KEY) != 0;
         Check(av_interleaved_write_frame(output.get(), packet.get()));
+        // The key picture has sent the fragment before it on its way.
+        if (isKey && std::exchange(hasFragment, true)) part.Keep();
     }
 }
 
@@ -188,6 +192,9 @@ void Writer::Impl::Close() {
     Encode(nullptr);
     Check(av_write_trailer(output.get()));
     Check(avio_closep(&output->pb));
+    // A power loss must not leave the name without what it stands for.
+    if (part.IsBeside() && fdatasync(part.Descriptor()) != 0) part.Fail(errno);
+    part.Commit();
 }
 
 Writer::Writer(std::string const& path, Size size, double frameRate)

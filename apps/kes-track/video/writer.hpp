@@ -11,7 +11,8 @@
 
 namespace kes::track::video {
 
-// H.264 in yuv420p where libavcodec has the encoder, MPEG-4 part 2 where not. Pictures keep their
+// H.264 in yuv420p where libavcodec has the encoder, MPEG-4 part 2 where not; in fragments of about
+// two seconds, so that a file that breaks off plays up to there. Pictures keep their
 // times; an odd width or height is made even by repeating the last column or row. All of it throws
 // Failure (BadOutput) with the path, and std::bad_alloc.
 class Writer {
@@ -21,7 +22,7 @@ public:
     Writer(Writer&&) noexcept;
     Writer& operator=(Writer&&) noexcept;
 
-    // A writer that was not closed leaves a file that plays all the same, where it can.
+    // A writer that was not closed leaves what can be played as a part (output/part_file.hpp).
     ~Writer();
 
     // picture: 8-bit BGR of the size given. time: from any start; the first picture is shown at

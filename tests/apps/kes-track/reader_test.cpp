@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,6 +17,7 @@
 #include "base/failure.hpp"
 #include "support/clip.hpp"
 #include "support/folder.hpp"
+#include "support/server.hpp"
 
 namespace kes::track::video {
 namespace {
@@ -117,7 +121,7 @@ TEST(Reader, TakesThePicturesAskedFor) {
         for (Picture const& picture :
              ReadAll(clip, {.start = c.start, .duration = c.duration, .every = c.every})) {
             numbers.push_back(NumberOf(picture));
-            EXPECT_EQ(picture.index, numbers.size() - 1);
+            EXPECT_EQ(picture.index, static_cast<std::uint64_t>(numbers.back()));
             EXPECT_NEAR(std::chrono::duration<double>(picture.time).count(), 0.1 * numbers.back(),
                         0.001);
         }
@@ -126,6 +130,26 @@ TEST(Reader, TakesThePicturesAskedFor) {
     Reader reader(clip, {.start = 1s, .every = 4});
     EXPECT_DOUBLE_EQ(reader.Info().frameRate, 2.5);
     EXPECT_EQ(reader.Info().length, 2s);
+}
+
+// Of uneven pace, and with times of day for times, whichever way the start is reached.
+TEST(Reader, KeepsTimesAndNumbersOfAClipOfUnevenPace) {
+    test::Folder const folder;
+    constexpr std::int64_t Today = std::int64_t{10} * 1'800'000'000;  // ticks since 1970
+    std::int64_t first = 0;
+    auto const tickOf = [&](int frame) { return first + (frame < 10 ? frame : 3 * frame - 20); };
+    for (auto const& [name, start] : {std::pair{"a.mkv", 0L}, {"b.nut", Today}}) {
+        SCOPED_TRACE(name);
+        first = start;
+        MakeClip(folder / name, {.frames = 30, .tickOf = tickOf});
+        for (auto const from : {0ms, 500ms, 2500ms}) {
+            for (Picture const& picture : ReadAll(folder / name, {.start = from})) {
+                int const number = NumberOf(picture);
+                EXPECT_EQ(picture.index, static_cast<std::uint64_t>(number));
+                EXPECT_EQ(picture.time / 1ms, 100 * (tickOf(number) - first));
+            }
+        }
+    }
 }
 
 TEST(Reader, KeepsOneSizeThroughoutAClipThatChangesIt) {
@@ -188,15 +212,28 @@ TEST(Reader, RefusesWhatIsNoVideoInOneLine) {
                                 "\1\0\x08\0data\x40\x1f\0\0",
                                 44) +
                         std::string(8000, '\x80'));
+    // One pixel row more than is taken: black in a few megabytes.
+    test::WriteFile(folder / "huge.pbm", "P4\n16384 4097\n" + std::string(2048 * 4097, '\0'));
     // A playlist must not take us over the network.
-    test::WriteFile(folder / "list.m3u8",
-                    "#EXTM3U\n#EXTINF:10,\nhttp://127.0.0.1:9/clip.ts\n#EXT-X-ENDLIST\n");
-    for (char const* const name : {"absent.avi", "no_index.mp4", "header_only.mkv", "empty.mp4",
-                                   "words.txt", "sound.wav", "list.m3u8", "."}) {
+    test::Server const server;
+    test::WriteFile(folder / "list.m3u8", "#EXTM3U\n#EXTINF:10,\nhttp://" + server.Address() +
+                                              "/clip.ts\n#EXT-X-ENDLIST\n");
+    std::pair<char const*, char const*> const cases[] = {
+        {"absent.avi", "No such file"},
+        {"no_index.mp4", "cut off before its index"},
+        {"header_only.mkv", ""},
+        {"empty.mp4", "not a video"},
+        {"words.txt", "not a video"},
+        {"sound.wav", "holds no video"},
+        {"huge.pbm", ""},
+        {"list.m3u8", ""},
+        {".", "Is a directory"},
+    };
+    for (auto const& [name, why] : cases) {
         SCOPED_TRACE(name);
         std::string const path = folder / name;
         try {
-            Reader const reader(path, {});
+            Reader const reader(path, {.longestSilence = 1s});
             FAIL() << "was opened";
         } catch (Failure const& failure) {
             EXPECT_EQ(failure.Code(), ExitCode::BadInput);
@@ -204,9 +241,53 @@ TEST(Reader, RefusesWhatIsNoVideoInOneLine) {
             EXPECT_EQ(line.rfind(path + ": ", 0), 0U) << line;
             EXPECT_EQ(line.find('\n'), std::string::npos) << line;
             EXPECT_GT(line.size(), path.size() + 5) << line;
+            EXPECT_NE(line.find(why), std::string::npos) << line;
         }
     }
+    EXPECT_FALSE(server.WasReached());
     EXPECT_THROW(Reader(folder / "whole.mkv", {.start = 10s}), Failure);
+}
+
+TEST(Reader, TellsASilentServerFromAUserWhoStops) {
+    test::Server const server;
+    for (std::string const& address :
+         {"rtsp://" + server.Address() + "/x", "http://" + server.Address() + "/clip.mp4"}) {
+        try {
+            Reader const reader(address, {.longestSilence = 200ms});
+            ADD_FAILURE() << "was opened";
+        } catch (Failure const& failure) {
+            EXPECT_EQ(failure.what(), address + ": no answer");
+        }
+        EXPECT_THROW(Reader(address, {.isCancelled = [] { return true; }}), Cancelled);
+    }
+    EXPECT_TRUE(server.WasReached());
+}
+
+// A camera's clock comes in reports beside its pictures.
+TEST(Reader, StampsALiveStreamWithTheTimeOfDay) {
+    std::string const address = "rtp://127.0.0.1:" + std::to_string(test::Server().Port() & ~1U);
+    std::atomic<bool> isSeen{false};
+    std::thread camera([&] {
+        while (!isSeen) {
+            MakeClip(address, {.codec = "mpeg2video", .container = "rtp", .frames = 5, .rate = 25});
+            std::this_thread::sleep_for(20ms);
+        }
+    });
+    Frame::TimePoint stamp{};
+    std::string failure;
+    try {
+        Reader reader(address, {.longestSilence = 10s});
+        for (int i = 0; i < 300 && stamp.time_since_epoch() < 1h; ++i) {
+            if (auto const picture = reader.Next()) stamp = picture->frame.GetTimestamp();
+        }
+    } catch (Failure const& error) {
+        failure = error.what();
+    }
+    isSeen = true;
+    camera.join();
+    EXPECT_EQ(failure, "");
+    auto const now = std::chrono::system_clock::now().time_since_epoch();
+    EXPECT_LT(now - stamp.time_since_epoch(), 1h);
 }
 
 TEST(Reader, GoesOnAfterDamageAndTellsOfIt) {

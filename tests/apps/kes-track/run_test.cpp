@@ -150,7 +150,7 @@ TEST(Run, PutsClassesTogetherAsTheLabelsFileSays) {
         EXPECT_EQ(outcome.code, 0) << outcome.err;
         return json::parse(outcome.out)["objects"].get<int>();
     };
-    EXPECT_EQ(objects("car,vehicle\ntruck,vehicle\n"), 1);
+    EXPECT_EQ(objects("# what stands for what\ncar,vehicle\r\ntruck,vehicle\n"), 1);
     EXPECT_NE(ReadFile(folder / "out.jsonl").find(R"("label":"vehicle")"), std::string::npos);
     EXPECT_EQ(objects("car\ntruck\n"), 2);
 
@@ -159,41 +159,6 @@ TEST(Run, PutsClassesTogetherAsTheLabelsFileSays) {
                                         folder / "det.txt", "--labels", folder / "labels.txt"});
     EXPECT_EQ(unknown.code, 6);
     EXPECT_NE(unknown.err.find("class 'truck'"), std::string::npos);
-}
-
-TEST(Run, RefusesWhatMakesNoSense) {
-    Folder const folder;
-    MakeClip(folder / "clip.mkv", {.frames = 3});
-    WriteFile(folder / "bad.txt", "1,2,3\n");
-    WriteFile(folder / "clip.mp4", "also read");
-    std::string const boxes = folder / "boxes.txt";
-    WriteFile(boxes, "1,-1,0,0,9,9,1\n");
-    std::pair<std::vector<std::string>, int> const cases[] = {
-        {{"run"}, 2},
-        {{"run", folder / "none.mkv"}, 3},
-        {{"run", folder / "clip.mkv", "--mot", folder / "clip.mkv"}, 2},
-        {{"run", folder / "clip.mkv", "--detections", boxes, "--mot", boxes}, 2},
-        {{"run", folder / "clip.mkv", "--detections", boxes, "--start", "1s"}, 2},
-        {{"run", folder / "clip.mkv", "--detections", boxes, "--threshold", "5"}, 2},
-        {{"run", folder / "clip.mkv", "--exclude", boxes, "--jsonl", boxes}, 2},
-        {{"run", folder / "other/clip.mp4", folder / "clip.mp4", "--video", folder / ""}, 2},
-        {{"run", folder / "clip.mkv", "--mot", folder / "no/such/folder.txt"}, 5},
-        {{"run", folder / "clip.mkv", "--jobs", "0"}, 2},
-        {{"run", folder / "clip.mkv", "--min-height", "12"}, 2},
-        {{"run", folder / "clip.mkv", "--detections", folder / "bad.txt"}, 6},
-        {{"run", folder / "clip.mkv", "--exclude", folder / "bad.txt"}, 6},
-        {{"run", folder / "clip.mkv", "--hold-on", "1000h"}, 2},
-        {{"eval", folder / "bad.txt", folder / "bad.txt"}, 6},
-        {{"eval", folder / "none.txt", folder / "bad.txt"}, 6},
-        {{"eval", folder / "bad.txt"}, 2},
-    };
-    for (auto const& [arguments, code] : cases) {
-        Outcome const outcome = RunProgram(arguments);
-        EXPECT_EQ(outcome.code, code) << outcome.err;
-        EXPECT_EQ(outcome.err.find("kes-track: "), 0U) << outcome.err;
-    }
-    EXPECT_EQ(ReadFile(folder / "clip.mp4"), "also read");
-    EXPECT_EQ(ReadFile(boxes), "1,-1,0,0,9,9,1\n");
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "base/format.hpp"
+#include "base/number.hpp"
 #include "cli/parse.hpp"
 
 namespace kes::track {
@@ -49,11 +50,11 @@ TEST(ParseSize, TakesTwoSidesOfAtMost16384) {
 }
 
 TEST(ParseNumber, TakesFiniteNumbersThatFillTheText) {
-    EXPECT_EQ(cli::ParseNumber("4"), 4.0);
-    EXPECT_EQ(cli::ParseNumber("-0.5"), -0.5);
-    EXPECT_EQ(cli::ParseNumber("1e2"), 100.0);
+    EXPECT_EQ(ParseNumber("4"), 4.0);
+    EXPECT_EQ(ParseNumber("-0.5"), -0.5);
+    EXPECT_EQ(ParseNumber("1e2"), 100.0);
     for (char const* text : {"", "nan", "inf", "4x", " 4", "4 ", "1e999", "0x4", "four"}) {
-        EXPECT_EQ(cli::ParseNumber(text), std::nullopt) << text;
+        EXPECT_EQ(ParseNumber(text), std::nullopt) << text;
     }
 }
 

@@ -67,7 +67,8 @@ TEST(Writer, KeepsUnevenTimesAndMakesThemRise) {
         for (auto const time : {5000ms, 5100ms, 5450ms, 5450ms, 5300ms, 9000ms}) {
             writer.Write(picture, time);
         }
-    }  // closed by its end
+        writer.Close();
+    }
     Seen const seen = Play(folder / "clip.mp4");
     ASSERT_EQ(seen.times.size(), 6U);
     double const expected[] = {0.0, 0.1, 0.45, 0.45, 0.45, 4.0};

@@ -67,7 +67,8 @@ void MakeClip(std::string const& path, ClipKind const& kind) {
     AVCodec const* const encoder = avcodec_find_encoder_by_name(kind.codec);
     if (encoder == nullptr) throw std::runtime_error(std::string("no encoder ") + kind.codec);
     AVFormatContext* context = nullptr;
-    Check(avformat_alloc_output_context2(&context, nullptr, nullptr, path.c_str()), "container");
+    Check(avformat_alloc_output_context2(&context, nullptr, kind.container, path.c_str()),
+          "container");
     std::unique_ptr<AVFormatContext, OutputDeleter> const output(context);
 
     video::av::Codec const codec(avcodec_alloc_context3(encoder));
@@ -97,7 +98,7 @@ void MakeClip(std::string const& path, ClipKind const& kind) {
     Check(avformat_write_header(output.get(), nullptr), "header");
     for (int frame = 0; frame < kind.frames; ++frame) {
         video::av::Frame const picture = MakePicture(kind.format, kind.width, kind.height, frame);
-        picture->pts = frame;
+        picture->pts = kind.tickOf(frame);
         WritePackets(*output, *codec, picture.get());
     }
     WritePackets(*output, *codec, nullptr);

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -11,12 +12,14 @@
 namespace kes::track::test {
 
 struct ClipKind {
-    char const* codec = "ffv1";  // lossless, and takes nearly every pixel format
+    char const* codec = "ffv1";       // lossless, and takes nearly every pixel format
+    char const* container = nullptr;  // null: by the file's name
     AVPixelFormat format = AV_PIX_FMT_YUV420P;
     int width = 64;
     int height = 48;
     int frames = 20;
-    int rate = 10;  // a second
+    int rate = 10;                                                              // a second
+    std::function<std::int64_t(int)> tickOf = [](int frame) { return frame; };  // rate to a second
     // a, b, c, d of the container's display matrix: a pixel at x, y is shown at ax + cy, bx + dy.
     std::optional<std::array<int, 4>> shownBy = std::nullopt;
 };
@@ -32,7 +35,7 @@ constexpr std::uint8_t ChromaOf(int plane, int frame) {
 // A picture painted so, for formats whose planes hold bytes; for others the bytes fall as they may.
 video::av::Frame MakePicture(AVPixelFormat format, int width, int height, int frame);
 
-// Writes the clip; the file's name decides on the container. Throws std::runtime_error.
+// Writes the clip. Throws std::runtime_error.
 void MakeClip(std::string const& path, ClipKind const& kind);
 
 }  // namespace kes::track::test

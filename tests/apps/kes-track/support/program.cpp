@@ -13,7 +13,7 @@ extern char** environ;
 
 namespace kes::track::test {
 
-Program::Program(std::vector<std::string> const& arguments, int input) {
+Program::Program(std::vector<std::string> const& arguments, int input, std::string const& output) {
     char const* const program = std::getenv("KES_TRACK");
     if (program == nullptr) throw std::runtime_error("KES_TRACK is not set");
     std::vector<std::string> words{program};
@@ -30,8 +30,12 @@ Program::Program(std::vector<std::string> const& arguments, int input) {
     } else {
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     }
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, (folder / "out").c_str(), Created,
-                                     0600);
+    std::string const out = output.empty() ? folder / "out" : output;
+    if (output == Closed) {
+        posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), Created, 0600);
+    }
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (folder / "err").c_str(), Created,
                                      0600);
     int const error = posix_spawn(&process, program, &actions, nullptr, pointers.data(), environ);
@@ -56,6 +60,8 @@ Outcome Program::Wait() {
     return {code, ReadFile(folder / "out"), ReadFile(folder / "err")};
 }
 
-Outcome RunProgram(std::vector<std::string> const& arguments) { return Program(arguments).Wait(); }
+Outcome RunProgram(std::vector<std::string> const& arguments, std::string const& output) {
+    return Program(arguments, -1, output).Wait();
+}
 
 }  // namespace kes::track::test

@@ -17,8 +17,11 @@ struct Outcome {
 
 class Program {
 public:
-    // input: a file descriptor for its standard input, or -1 for an empty one.
-    explicit Program(std::vector<std::string> const& arguments, int input = -1);
+    // input: a file descriptor for its standard input, or -1 for an empty one. output: where its
+    // standard output goes, "" to be waited for, Closed for nowhere.
+    explicit Program(std::vector<std::string> const& arguments, int input = -1,
+                     std::string const& output = "");
+    static constexpr char const* Closed = ">&-";
     Program(Program const&) = delete;
     Program& operator=(Program const&) = delete;
     ~Program();
@@ -31,6 +34,6 @@ private:
     pid_t process = -1;
 };
 
-Outcome RunProgram(std::vector<std::string> const& arguments);
+Outcome RunProgram(std::vector<std::string> const& arguments, std::string const& output = "");
 
 }  // namespace kes::track::test

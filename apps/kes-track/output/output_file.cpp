@@ -1,4 +1,4 @@
-#include "base/output_file.hpp"
+#include "output/output_file.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,16 +6,16 @@
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "base/failure.hpp"
 
 namespace kes::track {
 namespace {
 
-[[noreturn]] void Fail(std::string const& path, int error) {
-    throw Failure(ExitCode::BadOutput, path + ": " + std::generic_category().message(error));
-}
-
-// A regular file, or nothing yet: not a device such as /dev/null, of which nothing is lost.
+// A regular file, standard output, or nothing yet: not a device such as /dev/null, of which nothing
+// is lost.
 bool IsFileToBe(std::string const& path) {
     std::error_code ignored;
     auto const status = std::filesystem::status(path, ignored);
@@ -34,23 +34,38 @@ bool IsSameFile(std::string const& one, std::string const& other) {
 
 }  // namespace
 
-OutputFile::OutputFile(std::string outputPath) : path(std::move(outputPath)) {
-    file.reset(std::fopen(path.c_str(), "wb"));
-    if (!file) Fail(path, errno);
+OutputFile::OutputFile(std::string path) : part(std::move(path)) {
+    int const descriptor = fcntl(part.Descriptor(), F_DUPFD_CLOEXEC, 0);
+    if (descriptor < 0) part.Fail(errno);
+    file.reset(fdopen(descriptor, "wb"));
+    if (!file) {
+        close(descriptor);
+        part.Fail(errno);
+    }
 }
 
 void OutputFile::Write(std::string_view bytes) {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) Fail(path, errno);
+    if (std::fwrite(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) part.Fail(errno);
 }
 
 void OutputFile::Flush() {
-    if (std::fflush(file.get()) != 0) Fail(path, errno);
+    if (std::fflush(file.get()) != 0) part.Fail(errno);
+    part.Keep();
 }
 
 void OutputFile::Close() {
     if (!file) return;
-    // Buffered bytes that find no room fail here, not in Write.
-    if (std::fclose(file.release()) != 0) Fail(path, errno);
+    // Bytes that found no room are gone from the buffer: the file is not whole.
+    bool const hasFailed = std::ferror(file.get()) != 0;
+    if (std::fclose(file.release()) != 0) part.Fail(errno);
+    if (hasFailed) part.Fail(EIO);
+    part.Commit();
+}
+
+void MakeFolder(std::string const& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (error) throw Failure(ExitCode::BadOutput, path + ": " + error.message());
 }
 
 void RefuseToOverwrite(Paths const& inputs, Paths const& outputs) {
@@ -59,7 +74,11 @@ void RefuseToOverwrite(Paths const& inputs, Paths const& outputs) {
         auto const isSame = [&](std::optional<std::string> const& other) {
             return other && IsSameFile(*other, **output);
         };
-        if (std::any_of(inputs.begin(), inputs.end(), isSame)) {
+        auto const isRead = [&](std::optional<std::string> const& input) {
+            bool const isFile = input && *input != "-";
+            return isFile && (isSame(input) || IsSameFile(*input, PartFile::PartOf(**output)));
+        };
+        if (std::any_of(inputs.begin(), inputs.end(), isRead)) {
             throw Failure(ExitCode::BadUsage, **output + ": is read; it would be overwritten");
         }
         if (std::any_of(outputs.begin(), output, isSame)) {
