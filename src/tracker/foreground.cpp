@@ -1,5 +1,6 @@
 #include "tracker/foreground.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstddef>
@@ -13,6 +14,32 @@ namespace {
 // The segmenter counts 15 frames to a second.
 std::chrono::milliseconds SegmenterTime(double seconds, double framesPerSecond) {
     return std::chrono::milliseconds(std::llround(1000 * seconds * framesPerSecond / 15));
+}
+
+// The correction of light errs in proportion to what it corrects: the segmenter's threshold is
+// raised by up to this much, reached at so many grey levels.
+constexpr float LargestAllowance = 1;
+constexpr float LevelsOfAllowance = 10;
+
+cv::Mat1b LumaOf(Frame const& frame) {
+    auto const& plane = frame.GetPlane(0);
+    // OpenCV has no view of constant memory; this one is only read.
+    auto* const pixels =
+        const_cast<unsigned char*>(static_cast<unsigned char const*>(plane.GetBuffer()));
+    return {static_cast<int>(frame.GetHeight()), static_cast<int>(frame.GetWidth()), pixels,
+            static_cast<std::size_t>(plane.GetStride())};
+}
+
+Frame GreyFrame(cv::Mat1b const& luma) {
+    Frame::Planes planes{};
+    planes[0] = {luma.step[0] * static_cast<std::size_t>(luma.rows), luma.data,
+                 static_cast<long>(luma.step[0])};
+    return {planes,
+            media::ColourFormat::Grey,
+            static_cast<unsigned>(luma.cols),
+            static_cast<unsigned>(luma.rows),
+            {},
+            media::video::frame::Rotation::None};
 }
 
 // 255 for a bit that is set.
@@ -44,7 +71,7 @@ Foreground::Foreground(Options const& settings) : options(settings) {
     segmenter.SetHoldOnTime(SegmenterTime(options.holdOnTime, options.framesPerSecond));
 }
 
-void Foreground::Process(Frame const& frame, Grid const& grid) {
+bool Foreground::Process(Frame const& frame, Grid const& grid) {
     auto const width = frame.GetWidth() / 2;
     auto const height = frame.GetHeight() / 2;
     if (mask.width != width || mask.height != height) {
@@ -58,9 +85,16 @@ void Foreground::Process(Frame const& frame, Grid const& grid) {
         freeze = fitting(options.freeze);
         reset = fitting(options.reset);
         bits.create(grid.maskSize);
+        cells = cv::Mat1b(grid.size, 0);
+        standingCells = cv::Mat1b(grid.size, 0);
     }
-    if (mask.words.empty()) return;
-    segmenter.Process(frame, freeze.data(), reset.data(), exclude.data(), mask.words.data(),
+    if (mask.words.empty()) return true;
+    Frame const conditioned = GreyFrame(conditioner.Process(LumaOf(frame), cells));
+    if (!conditioner.IsFollowed()) return false;
+    float const allowance =
+        LargestAllowance * std::min(1.0F, LightDifference() / LevelsOfAllowance);
+    segmenter.SetThresholdFactor(options.thresholdFactor * (1 + allowance));
+    segmenter.Process(conditioned, freeze.data(), reset.data(), exclude.data(), mask.words.data(),
                       stationary.data());
     for (std::size_t i = 0; i < stationary.size(); ++i) mask.words[i] |= stationary[i];
     Unpack(mask.words, bits);
@@ -71,6 +105,15 @@ void Foreground::Process(Frame const& frame, Grid const& grid) {
     }
     Unpack(stationary, bits);
     Gather(bits, grid, standingCells);
+    conditioner.Learn(cells);
+    return true;
+}
+
+void Foreground::Forget() {
+    segmenter.Reset();
+    conditioner.Forget();
+    cells = 0;
+    standingCells = 0;
 }
 
 }  // namespace kes::tracker

@@ -9,6 +9,7 @@
 #include <kes/tracker/tracker.hpp>
 #include <opencv2/core.hpp>
 
+#include "tracker/conditioner.hpp"
 #include "tracker/grid.hpp"
 
 namespace kes::tracker {
@@ -18,9 +19,20 @@ public:
     // settings: of this tracker, and outlive this.
     explicit Foreground(Options const& settings);
 
-    // Takes one frame through the background model, which begins afresh when the frame's size
-    // differs from the one before. grid: of this frame.
-    void Process(Frame const& frame, Grid const& grid);
+    // Takes one frame, whose first plane is luma, through the background model, which begins afresh
+    // when the frame's size differs from the one before. grid: of this frame. False where the frame
+    // shows the background no more, and nothing was learnt or found.
+    bool Process(Frame const& frame, Grid const& grid);
+
+    // Takes the next frame for the background.
+    void Forget();
+
+    // Where the cells' origin lies in the frame, in pixels: the camera has moved since the
+    // background was learnt.
+    cv::Point2f Offset() const { return conditioner.Offset(); }
+
+    // How much the light differs from the background's, in grey levels.
+    float LightDifference() const { return conditioner.LightDifference(); }
 
     // 255 where there is foreground, young or stationary, single cells removed.
     cv::Mat1b const& Cells() const { return cells; }
@@ -31,6 +43,7 @@ public:
 
 private:
     Options const& options;
+    Conditioner conditioner;
     algorithm::tracking_base::EmogSegmenter segmenter;
     algorithm::BitMask mask{};
     std::vector<std::uint32_t> stationary;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 #include "tracker/appearance.hpp"
@@ -18,6 +19,7 @@
 #include "tracker/options.hpp"
 #include "tracker/placement.hpp"
 #include "tracker/scene_model.hpp"
+#include "tracker/scene_watch.hpp"
 #include "tracker/static_objects.hpp"
 #include "tracker/stopwatch.hpp"
 #include "tracker/tracks.hpp"
@@ -26,6 +28,10 @@ namespace kes::tracker {
 namespace {
 
 constexpr float DoubleDetection = 0.5F;  // overlap of a detection with one followed already
+
+Box Shifted(Box const& box, cv::Point2f by) {
+    return {box.left + by.x, box.top + by.y, box.right + by.x, box.bottom + by.y};
+}
 
 }  // namespace
 
@@ -51,6 +57,8 @@ private:
     Options const options;
     Luma luma;
     Foreground foreground{options};
+    SceneWatch sceneWatch{options.framesPerSecond};
+    std::optional<EventType> sceneChange;  // of this frame
     SceneModel scene;
     Coverage coverage;
     Tracks tracks{options, scene};
@@ -69,11 +77,23 @@ Result Tracker::Impl::Process(Frame const& frame) {
     Times times;
     Fit(frame);
     if (grid.size.empty()) return {};
-    foreground.Process(luma.Of(frame), grid);
+    bool const isFollowed = foreground.Process(luma.Of(frame), grid);
+    sceneChange = sceneWatch.Note(foreground.Offset(), foreground.LightDifference(), isFollowed);
+    if (sceneChange == EventType::SceneChanged) foreground.Forget();
     MaskedFrame const image{foreground.Mask(), frame, grid.bitsPerCell, true};
     times.segmentation = watch.Lap();
 
     tracks.Predict();
+    if (!isFollowed) {
+        // Nothing is born of a picture that is not understood; tracks go on by their motion.
+        for (Track& track : tracks.All()) tracks.NoteUnseen(track);
+        tracks.End();
+        Result result = Report();
+        times.upkeep = watch.Lap();
+        times.total = watch.Total();
+        result.times = times;
+        return result;
+    }
     Associate(image);
     times.association = watch.Lap();
 
@@ -253,6 +273,7 @@ Box Tracker::Impl::PixelBox(Pose const& pose) const {
     Box box = Scaled(BoxOf(pose), grid.PixelsPerCell());
     box.left += early;
     box.top += early;
+    box = Shifted(box, foreground.Offset());
     return {std::clamp(box.left, 0.0F, width), std::clamp(box.top, 0.0F, height),
             std::clamp(box.right, 0.0F, width), std::clamp(box.bottom, 0.0F, height)};
 }
@@ -274,6 +295,11 @@ Result Tracker::Impl::Report() {
         if (object.id == 0) continue;
         result.objects.push_back({object.id, PixelBox(PoseOf(object.box)), Kind::StaticObject,
                                   Visibility::Visible, true, true, 1.0F});
+    }
+    if (sceneChange) {
+        auto const width = static_cast<float>(frameSize.width);
+        auto const height = static_cast<float>(frameSize.height);
+        result.events.push_back({*sceneChange, 0, {0, 0, width, height}});
     }
     auto const tell = [&](std::vector<TrackEvent> const& events) {
         for (auto const& [type, id, pose] : events) {

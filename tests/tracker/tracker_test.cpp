@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <set>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
 
 #include "draw/scene.hpp"
 #include "eval/scores.hpp"
@@ -196,6 +198,52 @@ TEST(Tracker, FollowsPeopleWhoMeet) {
         std::set<long> ids;
         for (auto const& row : run.result) ids.insert(row.id);
         EXPECT_LE(ids.size(), c.mostIds);
+    }
+}
+
+// One walks on while the whole picture changes; nobody else is born of that.
+TEST(Tracker, MakesUpForLightAndForTheCamera) {
+    struct Case {
+        char const* name;
+        std::function<void(cv::Mat&, int)> camera;
+        EventType event;
+        double recall;
+    };
+    constexpr int From = 50;
+    Case const cases[] = {
+        {"a light goes out",
+         [](cv::Mat& picture, int frame) {
+             if (frame >= From) picture.convertTo(picture, -1, 0.6, -10);
+         },
+         EventType::LightChanged, 0.9},
+        {"a lamp lights one side",
+         [](cv::Mat& picture, int frame) {
+             for (int x = 0; frame >= From && x < 240; ++x) picture.col(x) *= 1.4 - x / 600.0;
+         },
+         EventType::LightChanged, 0.9},
+        {"the camera is nudged",
+         [](cv::Mat& picture, int frame) {
+             if (frame < From) return;
+             cv::warpAffine(picture, picture, cv::Matx23f(1, 0, 3, 0, 1, -2), picture.size(), 1,
+                            cv::BORDER_REPLICATE);
+         },
+         EventType::CameraMoved, 0.9},
+        {"all is another scene",
+         [](cv::Mat& picture, int frame) {
+             if (frame >= From) cv::bitwise_not(picture, picture);
+         },
+         EventType::SceneChanged, 0.5},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        Hall hall({{{{0, 40, 250}, {120, 440, 250}}, Red, Black}}, {});
+        hall.camera = c.camera;
+        Watched const run = Track(hall, 120);
+        EXPECT_EQ(run.FramesOf(c.event).size(), 1U);
+        EXPECT_GT(*run.Score().Recall(), c.recall);
+        std::set<long> ids;
+        for (auto const& row : run.result) ids.insert(row.id);
+        EXPECT_EQ(ids.size(), 1U);
     }
 }
 

@@ -54,6 +54,9 @@ std::string_view NameOf(tracker::EventType type) {
         case tracker::EventType::MovedOn: return "moved on";
         case tracker::EventType::Absorbed: return "absorbed";
         case tracker::EventType::Left: return "left";
+        case tracker::EventType::LightChanged: return "light changed";
+        case tracker::EventType::CameraMoved: return "camera moved";
+        case tracker::EventType::SceneChanged: return "scene changed";
     }
     return "";
 }

@@ -85,12 +85,18 @@ enum class EventType {
     MovedOn,   ///< what had stopped moves again, or a static object is gone
     Absorbed,  ///< a static object has become background; it may still be there
     Left,      ///< a mover has left the frame or was not seen again
+    /// @{
+    /// Of the whole frame; the id is 0.
+    LightChanged,  ///< at once; it is made up for
+    CameraMoved,   ///< and came to rest elsewhere; it is made up for
+    SceneChanged,  ///< beyond recognition; the background is learnt anew
+    /// @}
 };
 
 /// One event.
 struct Event {
     EventType type;  ///< what happened
-    int id;          ///< to which object
+    int id;          ///< to which object; 0: to the whole frame
     Box box;         ///< in frame pixels; where the object was last
 };
 

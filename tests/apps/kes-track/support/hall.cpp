@@ -86,6 +86,7 @@ tracker::Frame Hall::Draw(int frame) {
     for (cv::Rect const& pillar : pillars) {
         cv::rectangle(picture, pillar, {110, 120, 125}, cv::FILLED);
     }
+    if (camera) camera(picture, frame);
     // Fresh noise for each frame takes longer than all the rest: some field of it does.
     cv::Rect const window(noise.uniform(0, NoiseMargin), noise.uniform(0, NoiseMargin), Width,
                           Height);

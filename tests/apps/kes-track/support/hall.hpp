@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include <kes/tracker/tracker.hpp>
@@ -43,6 +44,9 @@ public:
 
     // The frame of this index, from 0, with noise of its own. Its memory lives until the next call.
     tracker::Frame Draw(int frame);
+
+    // What the camera makes of the picture of a frame, before noise.
+    std::function<void(cv::Mat& picture, int frame)> camera;
 
     // Where walkers wholly are at a frame, ids from 1 in their order, hidden or not.
     std::vector<mot::Row> Truth(int frame) const;
