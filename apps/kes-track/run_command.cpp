@@ -46,7 +46,8 @@ void RefuseToOverwriteAny(std::vector<run::StreamOptions> const& streams) {
             inputs.push_back(stream.detections->labels);
         }
         run::OutputPaths const& paths = stream.outputs;
-        outputs.insert(outputs.end(), {paths.mot, paths.jsonLines, paths.video, paths.picture});
+        outputs.insert(outputs.end(), {paths.mot, paths.jsonLines, paths.video, paths.picture,
+                                       paths.counts, paths.heatmap});
     }
     RefuseToOverwrite(inputs, outputs);
 }
@@ -150,7 +151,8 @@ int RunTracker(RunOptions const& options) {
     RefuseToOverwriteAny(streams);
     auto const outcomes = RunAll(streams, options);
     run::OutputPaths const& paths = options.stream.outputs;
-    std::ostream& out = SummaryStream({paths.mot, paths.jsonLines, paths.video, paths.picture});
+    std::ostream& out = SummaryStream(
+        {paths.mot, paths.jsonLines, paths.video, paths.picture, paths.counts, paths.heatmap});
     if (options.isSummaryJson) {
         Json all = Json::array();
         for (Outcome const& outcome : outcomes) all.push_back(ReportJson(outcome));

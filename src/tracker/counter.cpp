@@ -235,7 +235,7 @@ void Counter::Impl::Settle(int id, Followed& followed, double time) {
             Type const type = passage.appeared ? Type::Appeared : Type::Entered;
             events.push_back({type, i, id, when, where, 0});
         } else {
-            events.push_back({Type::Left, i, id, when, where, when - passage.since});
+            events.push_back({Type::Exited, i, id, when, where, when - passage.since});
         }
     }
 }

@@ -13,6 +13,7 @@
 #include "cli/output_options.hpp"
 #include "cli/parse.hpp"
 #include "cli/segmenter_options.hpp"
+#include "count/gates.hpp"
 #include "output/output_file.hpp"
 
 namespace kes::track::cli {
@@ -49,6 +50,49 @@ void AddOutputs(CLI::App& app, RunOptions& options) {
          .video = "The clip with boxes, numbers and trails, as MP4",
          .picture = "Moments spread over the clip and all paths over its background, as PNG"});
     AddSummaryOptions(app, Group, options.isSummaryJson, options.isQuiet);
+}
+
+// An option that may be given any number of times, and whose texts `parse` reads.
+template <typename T, typename Parse>
+void AddGates(CLI::App& app, char const* name, char const* form, char const* example,
+              std::vector<T>& gates, Parse parse, char const* description, char const* group) {
+    app.add_option_function<std::vector<std::string>>(
+           name,
+           [=, &gates](std::vector<std::string> const& texts) {
+               for (std::string const& text : texts) {
+                   auto const gate = parse(text);
+                   if (!gate) {
+                       throw CLI::ValidationError(name, "'" + text + "' is not like " + example);
+                   }
+                   gates.push_back(*gate);
+               }
+           },
+           description)
+        ->type_name(form)
+        ->group(group);
+}
+
+void AddCounting(CLI::App& app, RunOptions& options) {
+    constexpr char const* Group = "What is counted (in pixels of the picture that is tracked)";
+    count::Gates& gates = options.stream.gates;
+    AddGates(app, "--line", "NAME:x1,y1,x2,y2", "door:10,200,90,200", gates.lines, count::ParseLine,
+             "A line to count crossings of, by direction; any number of them", Group);
+    AddGates(app, "--zone", "NAME:x,y,x,y,x,y...", "hall:10,10,90,10,90,80,10,80", gates.zones,
+             count::ParseZone, "A polygon to count entries, exits and stays in; any number of them",
+             Group);
+    app.add_option("--gates", options.gatesFile, "Lines and zones from a JSON file")
+        ->type_name("FILE.json")
+        ->group(Group);
+    run::OutputPaths& outputs = options.stream.outputs;
+    app.add_option("--counts", outputs.counts,
+                   "Counts minute by minute: "
+                   "minute,name,to_left,to_right,entered,left,inside,mean_dwell")
+        ->type_name("FILE.csv")
+        ->group(Group);
+    app.add_option("--heatmap", outputs.heatmap,
+                   "Where objects have been and how long, over the scene, as PNG")
+        ->type_name("FILE.png")
+        ->group(Group);
 }
 
 void AddTracking(CLI::App& app, RunOptions& options) {
@@ -111,6 +155,7 @@ void AddRunOptions(CLI::App& app, RunOptions& options) {
         ->required();
     AddCountOption(app, "--jobs", options.jobs, 64, "Inputs tracked at the same time [1]");
     AddOutputs(app, options);
+    AddCounting(app, options);
     AddTracking(app, options);
     AddDetector(app, options);
     AddReadOptions(app, options.stream.read);
@@ -123,11 +168,18 @@ void AddRunOptions(CLI::App& app, RunOptions& options) {
 }
 
 std::vector<run::StreamOptions> StreamsOf(RunOptions const& options) {
+    count::Gates gates = options.stream.gates;
+    if (options.gatesFile) count::ReadGates(*options.gatesFile, gates);
+    count::RequireDistinctNames(gates);
+    if (options.stream.outputs.counts && !gates.AreAny()) {
+        throw Failure(ExitCode::BadUsage, "--counts needs a --line or a --zone");
+    }
     std::vector<run::StreamOptions> streams;
     std::set<std::string> names;
     for (std::string const& input : options.inputs) {
         run::StreamOptions stream = options.stream;
         stream.input = input;
+        stream.gates = gates;
         if (options.detections) {
             stream.detections = options.detector;
             stream.detections->file = *options.detections;
@@ -147,6 +199,8 @@ std::vector<run::StreamOptions> StreamsOf(RunOptions const& options) {
                     (std::filesystem::path(stream.detections->file) / (name + ".txt")).string();
             }
             place(stream.outputs.mot, ".txt");
+            place(stream.outputs.counts, ".csv");
+            place(stream.outputs.heatmap, "-heatmap.png");
             place(stream.outputs.jsonLines, ".jsonl");
             place(stream.outputs.video, ".mp4");
             place(stream.outputs.picture, ".png");

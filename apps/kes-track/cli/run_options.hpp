@@ -18,6 +18,7 @@ struct RunOptions {
     std::chrono::nanoseconds persistence = std::chrono::milliseconds(400);
     std::chrono::nanoseconds concealment = std::chrono::seconds(2);
     std::chrono::nanoseconds memory = std::chrono::seconds(5);
+    std::optional<std::string> gatesFile;
     std::optional<std::string> detections;
     run::DetectionOptions detector;  // but for the file
     unsigned int jobs = 1;

@@ -106,7 +106,7 @@ void PathPicture::Add(cv::Mat const& picture) {
     stride *= 2;
 }
 
-cv::Mat PathPicture::Draw() const {
+cv::Mat PathPicture::Background() const {
     if (pictures.empty()) return {};
     cv::Mat background(paths.size(), CV_8UC3);
     std::vector<std::uint8_t> values(pictures.size());
@@ -117,9 +117,16 @@ cv::Mat PathPicture::Draw() const {
         for (int x = 0; x < bytes; ++x) {
             for (std::size_t i = 0; i < pictures.size(); ++i) values[i] = pictures[i].ptr(y)[x];
             std::nth_element(values.begin(), middle, values.end());
-            out[x] = static_cast<std::uint8_t>(*middle * 3 / 4);  // the paths stand out
+            out[x] = *middle;
         }
     }
+    return background;
+}
+
+cv::Mat PathPicture::Draw() const {
+    if (pictures.empty()) return {};
+    cv::Mat background = Background();
+    background *= 0.75;  // the paths stand out
     paths.copyTo(background, pathCells);
     return background;
 }

@@ -51,7 +51,8 @@ public:
     bool Note(tracker::Result const& result);
     void Add(cv::Mat const& picture);
 
-    // Empty before a picture was added.
+    // The scene without what moves, and with all paths over it. Empty before a picture was added.
+    cv::Mat Background() const;
     cv::Mat Draw() const;
 
 private:

@@ -7,6 +7,7 @@
 
 #include <kes/tracker/tracker.hpp>
 
+#include "count/gates.hpp"
 #include "foreground.hpp"
 #include "output/clip_outputs.hpp"
 #include "run/detections.hpp"
@@ -17,12 +18,15 @@ namespace kes::track::run {
 // Files to write; none where not wanted.
 struct OutputPaths : ClipPaths {
     std::optional<std::string> mot;
+    std::optional<std::string> counts;
+    std::optional<std::string> heatmap;
 };
 
 struct StreamOptions {
     std::string input;
     video::ReadOptions read;
     OutputPaths outputs;
+    count::Gates gates;
     ForegroundOptions foreground;
     tracker::Options tracker;                    // but for its rate and its foreground
     std::optional<DetectionOptions> detections;  // in place of foreground

@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "base/format.hpp"
+#include "draw/gates.hpp"
 #include "draw/overlay.hpp"
 #include "mot/mot_text.hpp"
 #include "output/finish.hpp"
+#include "video/png.hpp"
 
 namespace kes::track::run {
 namespace {
@@ -22,12 +24,12 @@ std::vector<draw::LegendEntry> Legend() {
     return {{draw::MovingColour, "moving"}, {draw::StationaryColour, "standing still"}};
 }
 
-// left, top, width, height, to a hundredth of a pixel.
+// To a hundredth of a pixel.
+double Rounded(float value) { return std::round(100.0 * static_cast<double>(value)) / 100; }
+
+// left, top, width, height.
 Json BoxJson(tracker::Box const& box) {
-    auto const round = [](float value) {
-        return std::round(100.0 * static_cast<double>(value)) / 100;
-    };
-    return {round(box.left), round(box.top), round(box.GetWidth()), round(box.GetHeight())};
+    return {Rounded(box.left), Rounded(box.top), Rounded(box.GetWidth()), Rounded(box.GetHeight())};
 }
 
 // The share of the picture that boxes of a kind take up.
@@ -61,6 +63,19 @@ std::string_view NameOf(tracker::EventType type) {
     return "";
 }
 
+std::string_view NameOf(tracker::CountEvent::Type type) {
+    using Type = tracker::CountEvent::Type;
+    switch (type) {
+        case Type::CrossedToLeft:
+        case Type::CrossedToRight: return "crossed";
+        case Type::Entered: return "entered";
+        case Type::Appeared: return "appeared";
+        case Type::Exited: return "exited";
+        case Type::Vanished: return "vanished";
+    }
+    return "";
+}
+
 std::string_view NameOf(tracker::Visibility visibility) {
     return visibility == tracker::Visibility::Visible ? "seen" : "hidden";
 }
@@ -70,15 +85,48 @@ std::string_view NameOf(tracker::Visibility visibility) {
 Outputs::Outputs(StreamOptions const& options, video::ClipInfo const& clip, Detections const* boxes)
     : detections(boxes),
       files(options.outputs, options.input, clip, Legend(), {}),
-      painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))) {
+      painter(static_cast<std::size_t>(std::max(1.0, TrailSeconds * clip.frameRate))),
+      frameSeconds(1 / clip.frameRate) {
     if (options.outputs.mot) mot.emplace(*options.outputs.mot);
-    if (files.HasPage()) paths.emplace();
+    if (options.gates.AreAny()) tally.emplace(options.gates, options.outputs.counts);
+    if (options.outputs.heatmap) {
+        heatmapFile.emplace(*options.outputs.heatmap);
+        heatmap.emplace(
+            cv::Size(static_cast<int>(clip.size.width), static_cast<int>(clip.size.height)));
+    }
+    if (files.HasPage() || heatmap) paths.emplace();
 }
 
 void Outputs::Write(video::Picture const& picture, tracker::Result const& result) {
     if (mot) WriteMot(picture, result);
+    if (tally) WriteCounts(tally->Process(result.objects, Seconds(picture.time)));
     if (files.HasLines()) WriteLines(picture, result);
-    if (files.AreDrawn()) Draw(picture, result);
+    if (heatmap) heatmap->Note(result, frameSeconds);
+    if (AreDrawn()) Draw(picture, result);
+}
+
+void Outputs::WriteCounts(std::vector<tracker::CountEvent> const& events) {
+    if (!files.HasLines()) return;
+    using Type = tracker::CountEvent::Type;
+    for (tracker::CountEvent const& event : events) {
+        bool const isOfLine =
+            event.type == Type::CrossedToLeft || event.type == Type::CrossedToRight;
+        auto const& [lines, zones] = tally->Of();
+        Json line{{"event", NameOf(event.type)},
+                  {"time", std::round(1000 * event.time) / 1000},
+                  {"id", event.id},
+                  {"place", Json::array({Rounded(event.place.x), Rounded(event.place.y)})}};
+        if (isOfLine) {
+            line["line"] = lines[event.index].name;
+            line["to"] = event.type == Type::CrossedToLeft ? "left" : "right";
+        } else {
+            line["zone"] = zones[event.index].name;
+        }
+        if (event.type == Type::Exited || event.type == Type::Vanished) {
+            line["dwell"] = std::round(1000 * event.dwell) / 1000;
+        }
+        files.WriteLine(line);
+    }
 }
 
 void Outputs::WriteMot(video::Picture const& picture, tracker::Result const& result) {
@@ -119,21 +167,33 @@ void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& r
 void Outputs::Draw(video::Picture const& picture, tracker::Result const& result) {
     painter.Note(result);
     video::Size const size = picture.frame.GetSize();
-    bool const isWanted =
-        files.Note(picture.time, {Share(result, size, false), Share(result, size, true)});
+    bool const isWanted = files.AreDrawn() && files.Note(picture.time, {Share(result, size, false),
+                                                                        Share(result, size, true)});
     bool const isInBackground = paths && paths->Note(result);
     if (!isWanted && !isInBackground) return;
     cv::Mat drawn = draw::ToBgr(picture.frame, picture.isFullRange);
     if (isInBackground) paths->Add(drawn);
     if (!isWanted) return;
+    if (tally) draw::DrawGates(drawn, font, *tally);
     painter.Draw(drawn);
     files.Add(drawn, picture.time, Caption(result));
 }
 
 void Outputs::Close() {
     Finish finish;
+    finish([this] {
+        if (tally) WriteCounts(tally->Finish());
+    });
     // The page is the sheet of moments and, below it, all paths over the background.
-    finish([this] { files.Close(paths ? paths->Draw() : cv::Mat()); });
+    finish([this] { files.Close(paths && files.HasPage() ? paths->Draw() : cv::Mat()); });
+    finish([this] {
+        if (!heatmap) return;
+        heatmapFile->Write(video::EncodePng(heatmap->Draw(paths->Background())));
+        heatmapFile->Close();
+    });
+    finish([this] {
+        if (tally) tally->Close();
+    });
     finish([this] {
         if (mot) mot->Close();
     });

@@ -2,9 +2,13 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include <kes/tracker/tracker.hpp>
 
+#include "count/tally.hpp"
+#include "draw/font.hpp"
+#include "draw/heatmap.hpp"
 #include "draw/tracks.hpp"
 #include "output/clip_outputs.hpp"
 #include "output/output_file.hpp"
@@ -20,9 +24,9 @@ public:
     Outputs(StreamOptions const& options, video::ClipInfo const& clip,
             Detections const* detections);
 
-    bool AreAny() const { return mot || files.HasLines() || files.AreDrawn(); }
+    bool AreAny() const { return mot || tally || files.HasLines() || AreDrawn(); }
     // Whether the pictures given to Write are looked at, not only their numbers and times.
-    bool AreDrawn() const { return files.AreDrawn(); }
+    bool AreDrawn() const { return heatmap || files.AreDrawn(); }
 
     // Call for every picture, in order.
     void Write(video::Picture const& picture, tracker::Result const& result);
@@ -32,14 +36,20 @@ public:
 
 private:
     void WriteMot(video::Picture const& picture, tracker::Result const& result);
+    void WriteCounts(std::vector<tracker::CountEvent> const& events);
     void WriteLines(video::Picture const& picture, tracker::Result const& result);
     void Draw(video::Picture const& picture, tracker::Result const& result);
 
     Detections const* detections;
     ClipOutputs files;
     std::optional<OutputFile> mot;
+    std::optional<count::Tally> tally;
+    std::optional<OutputFile> heatmapFile;
+    std::optional<draw::Heatmap> heatmap;
     std::optional<draw::PathPicture> paths;
     draw::TrackPainter painter;
+    draw::Font font{draw::Font::Weight::Bold};
+    double frameSeconds;
 };
 
 }  // namespace kes::track::run

@@ -50,7 +50,7 @@ struct CountEvent {
         CrossedToRight,  ///< the other way
         Entered,         ///< a zone, across its edge
         Appeared,        ///< in a zone: first seen within it
-        Left,            ///< a zone, across its edge
+        Exited,          ///< a zone, across its edge
         Vanished,        ///< in a zone: last seen within it
     };
 
@@ -59,7 +59,7 @@ struct CountEvent {
     int id;             ///< to which object
     double time;        ///< when, in the caller's seconds; earlier than the call that reports it
     Point place;        ///< where its foot was then
-    double dwell = 0;   ///< of Left and Vanished: seconds in the zone
+    double dwell = 0;   ///< of Exited and Vanished: seconds in the zone
 };
 
 /// Counts movers by their foot, the middle of their box's lower edge. No object counts twice for

@@ -57,7 +57,9 @@ TEST(Run, WritesEverythingAskedForAndWhatItFindsIsTrue) {
     MakeHallClip(folder / "hall.mp4", folder / "truth.txt");
     Outcome const outcome = RunProgram(
         {"run", folder / "hall.mp4", "--mot", folder / "out.txt", "--jsonl", folder / "out.jsonl",
-         "--video", folder / "out.mp4", "--picture", folder / "out.png", "--json"});
+         "--video", folder / "out.mp4", "--picture", folder / "out.png", "--json", "--line",
+         "door:240,340,240,100", "--zone", "west:-9,-9,240,-9,240,369,-9,369", "--counts",
+         folder / "counts.csv", "--heatmap", folder / "heat.png"});
     ASSERT_EQ(outcome.code, 0) << outcome.err;
     auto const summary = json::parse(outcome.out);
     EXPECT_EQ(summary["frames"], Frames);
@@ -71,6 +73,13 @@ TEST(Run, WritesEverythingAskedForAndWhatItFindsIsTrue) {
     EXPECT_GT(scores["mota"], 75.0);
     EXPECT_GT(scores["idf1"], 85.0);
     EXPECT_EQ(scores["switches"], 0);
+
+    // One goes each way, and each is in the west for a while.
+    auto const counts = ReadFile(folder / "counts.csv");
+    EXPECT_NE(counts.find("\n0,\"door\",1,1,,,,\n0,\"west\",,,2,2,0,"), std::string::npos)
+        << counts;
+    cv::Mat const heat = cv::imread(folder / "heat.png");
+    EXPECT_EQ(heat.size(), cv::Size(Hall::Width, Hall::Height));
 
     int frames = 0;
     std::multiset<std::string> events;
@@ -88,6 +97,7 @@ TEST(Run, WritesEverythingAskedForAndWhatItFindsIsTrue) {
     EXPECT_EQ(frames, Frames);
     EXPECT_EQ(events.count("arrived"), 2U);
     EXPECT_EQ(events.count("left"), 2U);
+    EXPECT_EQ(events.count("crossed"), 2U);
 
     video::Reader drawn(folder / "out.mp4", {});
     int pictures = 0;
