@@ -29,7 +29,8 @@ inline std::vector<WayOfSolving> SolveInEachWay(
     auto const columns = static_cast<std::size_t>(costs.cols());
     hungarian::Survey const survey = hungarian::SurveyCosts(costs.data(), rows * columns);
     hungarian::Marks marks = hungarian::Marks::Zero(costs.rows(), costs.cols());
-    hungarian::SolveDense(costs.data(), survey, rows, columns, marks.data());
+    hungarian::SolveDense({costs.data(), rows, survey.largest, survey.isNegative, nullptr}, rows,
+                          columns, marks.data());
     ways.push_back({"SolveDense", marks});
     marks.setZero();
     if (!survey.isNegative &&

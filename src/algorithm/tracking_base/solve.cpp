@@ -1,9 +1,7 @@
 #include <kes/algorithm/tracking_base/solve.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -14,24 +12,14 @@
 namespace kes::algorithm::tracking_base::hungarian {
 namespace {
 
-// Whether all costs are among 128 evenly spaced values, so that many tie.
-bool IsCoarse(float const* costs, std::size_t count, float largest) {
-    int const exponent = largest == 0 ? 0 : std::ilogb(largest) - 6;
-    if (exponent < -149 || exponent > 100) return false;
-    // Adding 2^23 units rounds to whole units.
-    float const magic = std::ldexp(1.0F, exponent + 23);
-    return std::all_of(costs, costs + count, [&](float cost) {
-        return (cost + magic) - magic == cost || cost >= std::numeric_limits<float>::max();
-    });
-}
-
 // Bringing every cell up to date costs less than asking which ones matter where there are few
-// cells, and where ties make many zeros at once, so that there are few moves.
-bool IsForDense(float const* costs, std::size_t count, Survey const& survey) {
+// cells; where there are few moves, which is so in thin matrices; and where many cells of a row tie
+// for the least, so that a move makes many zeros.
+bool IsForDense(float const* costs, std::size_t rows, std::size_t columns, Survey const& survey) {
     constexpr std::size_t FewCells = 64 * 64;
-    constexpr std::size_t FewCellsWithTies = 200 * 200;
-    return survey.isNegative || count <= FewCells ||
-           (count <= FewCellsWithTies && IsCoarse(costs, count, survey.largest));
+    constexpr std::size_t FewLines = 16;
+    return survey.isNegative || rows * columns <= FewCells || std::min(rows, columns) <= FewLines ||
+           HaveTies(costs, rows, columns);
 }
 
 }  // namespace
@@ -46,9 +34,10 @@ void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std:
     }
     std::fill_n(marks, cells, std::uint8_t{0});
     if (cells == 0) return;
-    if (IsForDense(costs, cells, survey) ||
+    if (IsForDense(costs, rowCount, columnCount, survey) ||
         !SolveDeferred(costs, survey, rowCount, columnCount, marks)) {
-        SolveDense(costs, survey, rowCount, columnCount, marks);
+        SolveDense({costs, rowCount, survey.largest, survey.isNegative, nullptr}, rowCount,
+                   columnCount, marks);
     }
 }
 

@@ -1,17 +1,26 @@
-// The assignment solver that keeps the whole matrix up to date: the five steps, with their scans
-// replaced by bits. The faster one for small matrices, and the only one for negative costs.
+// The assignment solver that keeps every cell up to date, in lanes, and its zeros as bits. For
+// small matrices, for costs that tie, and for negative ones.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-#include "algorithm/tracking_base/solve_survey.hpp"
+#include "algorithm/tracking_base/solve_marking.hpp"
 
 namespace kes::algorithm::tracking_base::hungarian {
 
-// costs: rows * columns of them, column after column, neither number 0; valid, as surveyed.
-// marks: as many, all 0; receives 1 for a pair and 2 for a prime that is left.
-void SolveDense(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns,
+// What to start from. Costs are valid; infinity forbids a pair as the largest float does.
+struct DenseSource {
+    float const* costs;    // column after column
+    std::size_t stride;    // from one column to the next
+    float largest;         // magnitude of those that forbid nothing
+    bool isNegative;       // some cost is
+    Marking const* stars;  // nullptr where the zeros are yet to be starred
+};
+
+// Neither number is 0. marks: column after column, all 0; receives 1 for a pair and 2 for a prime
+// that is left.
+void SolveDense(DenseSource const& source, std::size_t rows, std::size_t columns,
                 std::uint8_t* marks);
 
 }  // namespace kes::algorithm::tracking_base::hungarian

@@ -42,6 +42,31 @@ Survey SurveyInLanes(float const* costs, std::size_t count) {
             std::max(most.largest, rest.largest)};
 }
 
+bool HaveTiesInLanes(float const* costs, std::size_t rows, std::size_t columns) {
+    constexpr std::size_t SampleRows = 16;
+    constexpr float Few = 2;
+    hn::CappedTag<float, SampleRows> const d;
+    std::size_t tied = 0;
+    std::size_t untied = 0;
+    for (std::size_t row = 0; row + hn::Lanes(d) <= std::min(rows, SampleRows);
+         row += hn::Lanes(d)) {
+        auto least = hn::Set(d, std::numeric_limits<float>::max());
+        auto count = hn::Zero(d);
+        for (std::size_t column = 0; column < columns; ++column) {
+            auto const cost = hn::LoadU(d, costs + column * rows + row);
+            auto const one = hn::Set(d, 1.0F);
+            auto const more = hn::Add(count, hn::IfThenElseZero(hn::Eq(cost, least), one));
+            count = hn::IfThenElse(hn::Lt(cost, least), one, more);
+            least = hn::Min(cost, least);
+        }
+        auto const isAllowed = hn::Lt(least, hn::Set(d, std::numeric_limits<float>::max()));
+        auto const isTied = hn::Gt(count, hn::Set(d, Few));
+        tied += hn::CountTrue(d, hn::And(isAllowed, isTied));
+        untied += hn::CountTrue(d, hn::AndNot(isTied, isAllowed));
+    }
+    return tied > 3 * untied;
+}
+
 }  // namespace
 }  // namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -50,9 +75,14 @@ HWY_AFTER_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian {
 
 HWY_EXPORT(SurveyInLanes);
+HWY_EXPORT(HaveTiesInLanes);
 
 Survey SurveyCosts(float const* costs, std::size_t count) {
     return HWY_DYNAMIC_DISPATCH(SurveyInLanes)(costs, count);
+}
+
+bool HaveTies(float const* costs, std::size_t rows, std::size_t columns) {
+    return HWY_DYNAMIC_DISPATCH(HaveTiesInLanes)(costs, rows, columns);
 }
 
 }  // namespace kes::algorithm::tracking_base::hungarian

@@ -13,4 +13,7 @@ struct Survey {
 
 Survey SurveyCosts(float const* costs, std::size_t count);
 
+// Whether nearly all of the first rows hold their least cost several times.
+bool HaveTies(float const* costs, std::size_t rows, std::size_t columns);
+
 }  // namespace kes::algorithm::tracking_base::hungarian

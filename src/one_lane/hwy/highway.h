@@ -204,12 +204,20 @@ bool AllFalse(D, bool mask) {
     return !mask;
 }
 template <class D>
+std::size_t CountTrue(D, bool mask) {
+    return mask ? 1 : 0;
+}
+template <class D>
 std::intptr_t FindFirstTrue(D, bool mask) {
     return mask ? 0 : -1;
 }
 template <class D>
 bool FirstN(D, std::size_t count) {
     return count > 0;
+}
+template <class D>
+bool LoadMaskBits(D, std::uint8_t const* bits) {
+    return (*bits & 1) != 0;
 }
 template <class D>
 std::size_t StoreMaskBits(D, bool mask, std::uint8_t* bits) {

@@ -14,7 +14,7 @@
 
 #include "support/instruction_sets.hpp"
 
-#include "algorithm/tracking_base/solve_lanes-inl.hpp"
+#include "algorithm/tracking_base/solve_rebase-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
