@@ -1,5 +1,6 @@
 // What the library promises when memory runs out or a caller's function throws: the documented
 // error, nothing leaked, nothing half done, and an object that goes on working.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -322,6 +323,28 @@ TEST(UserFunctionsDeathTest, ThatThrowWhileAFrameIsReleasedEndTheProgram) {
                      {}, ColourFormat::Grey, 8, 8, {}, Rotation::None, [] {},
                      [] { throw std::runtime_error("not to be released"); }),
                  "not to be released");
+}
+
+TEST(Memory, OfAnAssignmentIsAFewCopiesOfTheMatrixHoweverThin) {
+    for (auto const& [rows, columns] : {std::array<Eigen::Index, 2>{200000, 1},
+                                        {1, 200000},
+                                        {3, 90000},
+                                        {90000, 3},
+                                        {12, 30000},
+                                        {30000, 12},
+                                        {17, 20000},
+                                        {20000, 17},
+                                        {500, 500}}) {
+        Costs costs(rows, columns);
+        for (Eigen::Index i = 0; i < costs.size(); ++i) {
+            costs.reshaped()(i) = static_cast<float>(i * 7919 % 10007);
+        }
+        kes::test::FailingMemory const memory({-1, false});
+        EXPECT_EQ((Solve(costs) == 1).count(), std::min(rows, columns));
+        EXPECT_LT(kes::test::FailingMemory::Bytes(),
+                  8 * sizeof(float) * static_cast<std::size_t>(costs.size()))
+            << rows << " x " << columns;
+    }
 }
 
 }  // namespace

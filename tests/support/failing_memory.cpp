@@ -12,6 +12,7 @@ kes::test::Failure failure{};
 long allocations = 0;
 bool hasFailed = false;
 long liveBlocks = 0;
+std::size_t bytes = 0;
 
 bool MustFail() {
     if (!armed) return false;
@@ -35,6 +36,7 @@ int __real_posix_memalign(void** block, std::size_t alignment, std::size_t size)
 void __real_free(void* block);
 
 void* __wrap_malloc(std::size_t size) {
+    bytes += size;
     return MustFail() ? nullptr : Counted(__real_malloc(size));
 }
 
@@ -87,6 +89,7 @@ FailingMemory::FailingMemory(Failure wanted) {
     failure = wanted;
     allocations = 0;
     hasFailed = false;
+    bytes = 0;
     armed = true;
 }
 
@@ -95,5 +98,7 @@ FailingMemory::~FailingMemory() { armed = false; }
 bool FailingMemory::HasFailed() { return hasFailed; }
 
 long FailingMemory::LiveBlocks() { return liveBlocks; }
+
+std::size_t FailingMemory::Bytes() { return bytes; }
 
 }  // namespace kes::test

@@ -26,7 +26,8 @@ public:
     FailingMemory& operator=(FailingMemory const&) = delete;
 
     static bool HasFailed();
-    static long LiveBlocks();  // allocated and not yet freed, also where none exists
+    static long LiveBlocks();    // allocated and not yet freed, also where none exists
+    static std::size_t Bytes();  // asked of malloc since the last one began
 };
 
 // Handed to the body of EachAllocation.

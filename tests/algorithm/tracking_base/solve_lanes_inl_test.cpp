@@ -14,7 +14,9 @@
 
 #include "support/instruction_sets.hpp"
 
+#include "algorithm/tracking_base/solve_bounds-inl.hpp"
 #include "algorithm/tracking_base/solve_rebase-inl.hpp"
+#include "algorithm/tracking_base/solve_sums-inl.hpp"
 
 HWY_BEFORE_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
@@ -55,6 +57,54 @@ void CheckReplayMoves() {
     CheckReplayMovesOf<4>();
 }
 
+// Searches of a few moves each, which cover another row and uncover another column after each move.
+void CheckBounds() {
+    constexpr std::size_t Lines = LaneMultiple;
+    MoveHistory history(Lines, Lines);
+    MoveSums sums;
+    auto const take = [&](Workspace& from) {
+        history.TakeArrays(from);
+        sums.TakeArrays(from, Lines, Lines);
+    };
+    Workspace measure;
+    take(measure);
+    Workspace memory(measure.Used());
+    take(memory);
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> unit(0, 1);
+    float costs[Lines];
+    std::generate_n(costs, Lines, [&] { return 1 + unit(random); });
+    sums.Start(costs, Lines, Lines, 2);
+    for (std::size_t column = 0; column < Lines / 2; ++column) {
+        sums.CoverColumn(column);
+        history.EndFreedom(column);
+    }
+    for (std::size_t search = 0; search < 25; ++search) {
+        for (std::size_t line = 0; line < Lines / 2; ++line) {
+            float const move = 1e-3F * unit(random);
+            ASSERT_TRUE(sums.Append(move, history.Size()));
+            history.Append(move);
+            for (std::size_t i = 0; i < Lines * Lines; ++i) {
+                std::size_t const row = i / Lines;
+                std::size_t const column = i % Lines;
+                if (sums.rise[row] == Infinity || sums.fall[column] == -Infinity) continue;
+                float const bound =
+                    (costs[column] + sums.rise[row]) * sums.shrink - sums.fall[column];
+                float const value = history.Replay(costs[column], 0, row, column);
+                ASSERT_LE(bound, value) << "after " << history.Size() << " moves";
+                ASSERT_GE(bound, value - 0.01F) << "after " << history.Size() << " moves";
+            }
+            std::size_t const row = (line * 3 + search) % Lines;
+            history.CoverRow(row);
+            sums.CoverRow(row);
+            history.UncoverColumn(line);
+            sums.UncoverColumn(line);
+        }
+        sums.EndSearch(history);
+        history.EndPhase();
+    }
+}
+
 }  // namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -62,12 +112,16 @@ HWY_AFTER_NAMESPACE();
 namespace kes::algorithm::tracking_base::hungarian {
 
 HWY_EXPORT(CheckReplayMoves);
+HWY_EXPORT(CheckBounds);
 
 namespace {
 
 class SolveLanes : public test::EachInstructionSet {};
 
 TEST_P(SolveLanes, AddThenSubtractEachMoveInItsTurn) { HWY_DYNAMIC_DISPATCH(CheckReplayMoves)(); }
+TEST_P(SolveLanes, KeepBoundsBelowTheValuesThatRoundingLeaves) {
+    HWY_DYNAMIC_DISPATCH(CheckBounds)();
+}
 
 INSTANTIATE_TEST_SUITE_P(In, SolveLanes, testing::ValuesIn(test::InstructionSets()), test::NameOf);
 

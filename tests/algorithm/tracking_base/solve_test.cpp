@@ -159,6 +159,17 @@ TEST(Solve, StopsWhereSumsOverflow) {
     EXPECT_TRUE(AllWaysMarkWhatThePlainStepsMark(costs));
 }
 
+// An uncovered cell must not come to the value that forbids a pair, or to infinity.
+TEST(Solve, IsNotDeferredWhereSumsComeNearTheLargestFloat) {
+    namespace hungarian = kes::algorithm::tracking_base::hungarian;
+    for (float const share : {0.01F, 0.2F}) {
+        Costs const costs = Costs::Constant(3, 3, share * F);
+        Marks marks = Marks::Zero(3, 3);
+        auto const survey = hungarian::SurveyCosts(costs.data(), 9);
+        EXPECT_EQ(hungarian::SolveDeferred(costs.data(), survey, 3, 3, marks.data()), share < 0.1F);
+    }
+}
+
 // Where products make many moves, the deferred solver takes all cells through them and goes on;
 // where many costs tie or nearly do, it gives up in the middle. In one chained matrix of some ten
 // thousand a row's least bound hides a lower value in a free column.
