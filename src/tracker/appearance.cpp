@@ -2,6 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+#include <kes/algorithm/tracking_base/smog.hpp>
+#include <kes/geometry/dimension.hpp>
+#include <kes/geometry/point.hpp>
+
+#include "tracker/silhouette.hpp"
 
 namespace kes::tracker {
 namespace {

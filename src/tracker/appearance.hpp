@@ -2,10 +2,14 @@
 // colour teaches and tells nothing.
 #pragma once
 
+#include <vector>
+
 #include <kes/algorithm/bit_mask.hpp>
+#include <kes/geometry/rectangle.hpp>
 #include <kes/tracker/tracker.hpp>
 
 #include "tracker/blobs.hpp"
+#include "tracker/geometry.hpp"
 #include "tracker/luma.hpp"
 #include "tracker/track.hpp"
 

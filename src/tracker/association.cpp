@@ -5,7 +5,11 @@
 #include <cstddef>
 #include <optional>
 
+#include <kes/tracker/tracker.hpp>
+
 #include "tracker/assignment.hpp"
+#include "tracker/geometry.hpp"
+#include "tracker/luma.hpp"
 
 namespace kes::tracker {
 namespace {

@@ -5,6 +5,7 @@
 
 #include "tracker/appearance.hpp"
 #include "tracker/blobs.hpp"
+#include "tracker/track.hpp"
 
 namespace kes::tracker {
 

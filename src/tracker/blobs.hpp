@@ -1,6 +1,7 @@
 // Blobs: the connected parts of a foreground mask.
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include <opencv2/core.hpp>

@@ -2,9 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <deque>
 #include <map>
+#include <memory>
+#include <optional>
 #include <utility>
+#include <vector>
+
+#include <kes/geometry/rectangle.hpp>
 
 namespace kes::tracker {
 namespace {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include <kes/algorithm/tracking_base/solve.hpp>
+
 #include "tracker/assignment.hpp"
 
 namespace kes::tracker {

@@ -2,12 +2,14 @@
 // are assignments by least cost, over what the objects have looked like.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <vector>
 
 #include <kes/tracker/tracker.hpp>
 
 #include "tracker/appearance.hpp"
+#include "tracker/geometry.hpp"
 #include "tracker/track.hpp"
 
 namespace kes::tracker {

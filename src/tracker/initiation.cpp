@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include <opencv2/imgproc.hpp>
 
 #include "tracker/blobs.hpp"
+#include "tracker/scene_scale.hpp"
+#include "tracker/silhouette.hpp"
 
 namespace kes::tracker {
 namespace {

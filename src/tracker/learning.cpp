@@ -1,6 +1,11 @@
 #include "tracker/learning.hpp"
 
+#include <optional>
+
 #include "tracker/measure.hpp"
+#include "tracker/occlusion_map.hpp"
+#include "tracker/scene_scale.hpp"
+#include "tracker/silhouette.hpp"
 
 namespace kes::tracker {
 namespace {

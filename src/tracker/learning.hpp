@@ -6,6 +6,7 @@
 #include <opencv2/core.hpp>
 
 #include "tracker/appearance.hpp"
+#include "tracker/geometry.hpp"
 #include "tracker/scene_model.hpp"
 #include "tracker/track.hpp"
 

@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <stdexcept>
 
+#include <kes/media/video/frame.hpp>
+#include <kes/media/video/frame/plane.hpp>
+
 namespace kes::tracker {
 namespace {
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include <kes/media/colour_format.hpp>
 #include <kes/tracker/tracker.hpp>
 
 namespace kes::tracker {

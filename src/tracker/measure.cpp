@@ -5,6 +5,8 @@
 #include <iterator>
 #include <vector>
 
+#include <kes/tracker/tracker.hpp>
+
 namespace kes::tracker {
 namespace {
 

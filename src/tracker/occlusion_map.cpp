@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "tracker/silhouette.hpp"
+
 namespace kes::tracker {
 namespace {
 

@@ -4,7 +4,13 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <tuple>
+
+#include <kes/tracker/tracker.hpp>
+
+#include "tracker/geometry.hpp"
+#include "tracker/motion.hpp"
 
 namespace kes::tracker {
 namespace {

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <functional>
+#include <utility>
 #include <vector>
 
+#include <kes/geometry/rectangle.hpp>
 #include <kes/tracker/tracker.hpp>
 #include <opencv2/core.hpp>
 

@@ -4,24 +4,31 @@
 #include <cmath>
 #include <cstddef>
 #include <optional>
+#include <cstdint>
 #include <utility>
+
+#include <kes/geometry/dimension.hpp>
 
 #include "tracker/appearance.hpp"
 #include "tracker/association.hpp"
+#include "tracker/blobs.hpp"
 #include "tracker/confidences.hpp"
 #include "tracker/coverage.hpp"
 #include "tracker/foreground.hpp"
+#include "tracker/geometry.hpp"
 #include "tracker/grid.hpp"
 #include "tracker/identities.hpp"
 #include "tracker/initiation.hpp"
 #include "tracker/learning.hpp"
 #include "tracker/luma.hpp"
+#include "tracker/occlusion_map.hpp"
 #include "tracker/options.hpp"
 #include "tracker/placement.hpp"
 #include "tracker/scene_model.hpp"
 #include "tracker/scene_watch.hpp"
 #include "tracker/static_objects.hpp"
 #include "tracker/stopwatch.hpp"
+#include "tracker/track.hpp"
 #include "tracker/tracks.hpp"
 
 namespace kes::tracker {

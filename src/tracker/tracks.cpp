@@ -2,7 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
+
+#include "tracker/motion.hpp"
+#include "tracker/scene_scale.hpp"
+#include "tracker/silhouette.hpp"
 
 namespace kes::tracker {
 namespace {

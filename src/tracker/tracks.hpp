@@ -6,6 +6,7 @@
 
 #include <kes/tracker/tracker.hpp>
 
+#include "tracker/geometry.hpp"
 #include "tracker/grid.hpp"
 #include "tracker/scene_model.hpp"
 #include "tracker/track.hpp"

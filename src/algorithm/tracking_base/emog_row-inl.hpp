@@ -8,6 +8,7 @@
 #define KES_EMOG_ROW_INL_HPP
 #endif
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>

@@ -1,7 +1,11 @@
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 
 #include "algorithm/tracking_base/emog_cell.hpp"
+#include "algorithm/tracking_base/emog_model.hpp"
 #include "algorithm/tracking_base/emog_row.hpp"
+#include "algorithm/tracking_base/emog_state.hpp"
 
 namespace kes::algorithm::tracking_base {
 namespace {

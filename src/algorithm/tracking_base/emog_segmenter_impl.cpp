@@ -6,7 +6,11 @@
 #include <stdexcept>
 
 #include <kes/algorithm/bit_mask.hpp>
+#include <kes/algorithm/tracking_base/emog_segmenter.hpp>
+#include <kes/geometry/dimension.hpp>
+#include <kes/media/video/frame/plane.hpp>
 
+#include "algorithm/tracking_base/emog_model.hpp"
 #include "algorithm/tracking_base/emog_row.hpp"
 
 namespace kes::algorithm::tracking_base {

@@ -4,6 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <kes/media/colour_format.hpp>
+
+#include "algorithm/tracking_base/smog_colour.hpp"
+#include "algorithm/tracking_base/smog_model.hpp"
 #include "algorithm/tracking_base/smog_nearest.hpp"
 #include "algorithm/tracking_base/smog_sampling.hpp"
 

@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <kes/algorithm/tracking_base/smog.hpp>
+
 #include <hwy/highway.h>
 
 #include "algorithm/tracking_base/smog_nearest.hpp"

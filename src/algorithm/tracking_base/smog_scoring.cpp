@@ -6,9 +6,17 @@
 #include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
+#include <vector>
 
+#include <kes/algorithm/bit_mask.hpp>
 #include <kes/algorithm/tracking_base/smog.hpp>
+#include <kes/geometry/dimension.hpp>
+#include <kes/geometry/point.hpp>
+#include <kes/geometry/rectangle.hpp>
+#include <kes/media/colour_format.hpp>
 
+#include "algorithm/tracking_base/smog_colour.hpp"
+#include "algorithm/tracking_base/smog_model.hpp"
 #include "algorithm/tracking_base/smog_sampling.hpp"
 
 namespace kes::algorithm::tracking_base::appearance {

@@ -1,3 +1,4 @@
+#include <array>
 #include <ostream>
 
 #include <kes/algorithm/tracking_base/smog.hpp>

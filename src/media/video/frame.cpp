@@ -3,9 +3,11 @@
 #include <cassert>
 #include <ostream>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include <kes/media/time_point.hpp>
+#include <kes/type/strings.hpp>
 
 namespace kes::media::video {
 

@@ -9,7 +9,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include <kes/export.hpp>
+#include <kes/geometry/dimension.hpp>
+#include <kes/media/colour_format.hpp>
 #include <kes/media/video/frame.hpp>
+#include <kes/media/video/frame/plane.hpp>
+#include <kes/media/video/frame/rotation.hpp>
 
 namespace kes::media::video {
 namespace {
