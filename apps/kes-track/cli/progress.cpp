@@ -27,7 +27,8 @@ bool IsUtf8() {
     for (char const* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
         std::string_view const value = Setting(name);
         if (!value.empty())
-            return value.find("UTF-8") != value.npos || value.find("utf8") != value.npos;
+            return value.find("UTF-8") != std::string_view::npos ||
+                   value.find("utf8") != std::string_view::npos;
     }
     return false;
 }
