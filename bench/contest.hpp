@@ -1,4 +1,6 @@
 // A contest: several ways to do one job, run in turn in one process, told apart by their medians.
+// Beside Google Benchmark, which times each way by itself: turns in blocks, an untimed repetition in
+// each, and ratios to the first contender would need a runner and a reporter of their own there too.
 #pragma once
 
 #include <cstddef>
