@@ -5,6 +5,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include <kes/algorithm/tracking_base/smog.hpp>
+
 #include "algorithm/tracking_base/smog_nearest.hpp"
 
 #include "algorithm/tracking_base/has_lanes-inl.hpp"
