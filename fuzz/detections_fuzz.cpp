@@ -25,10 +25,10 @@ bool IsWithin(Box const& box) {
 
 void CheckWrites(std::string const& text) {
     std::istringstream in(text);
-    for (auto const& row : kes::track::mot::Parse(in, "boxes")) {
+    for (auto const& row : kes::mot::Parse(in, "boxes")) {
         Check(row.frame >= 1 && row.id >= -1 && std::isfinite(row.confidence), "numbers");
         std::ostringstream out;
-        kes::track::mot::Write(out, row);
+        kes::mot::Write(out, row);
         Check(!out.str().empty() && out.str().back() == '\n', "a row is one line");
     }
 }
@@ -60,8 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     kes::track::run::DetectionOptions options{boxesFile.Path(), 0.5F, std::nullopt};
     if (hasLabels) options.labels = labelsFile.Path();
     try {
-        CheckWrites(boxes);
         Follow(kes::track::run::Detections(options));
+        CheckWrites(boxes);
     } catch (kes::track::Failure const& failure) {
         Check(failure.Code() == kes::track::ExitCode::BadSideInput, "the exit code");
         Check(std::string(failure.what()).find(": ") != std::string::npos, "the file and why");

@@ -1,6 +1,5 @@
 // kes-track eval: a tracker's result scored against ground truth.
 
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -15,8 +14,8 @@
 #include "cli/parse.hpp"
 #include "command.hpp"
 #include "eval/scores.hpp"
-#include "mot/mot_text.hpp"
 #include "output/summary.hpp"
+#include "read_boxes.hpp"
 
 namespace kes::track {
 namespace {
@@ -37,13 +36,6 @@ std::optional<eval::FrameRange> ParseFrames(std::string_view text) {
     constexpr std::uint64_t Most = 1'000'000'000;
     if (!first || !last || *first < 1 || *last < *first || *last > Most) return std::nullopt;
     return eval::FrameRange{static_cast<long>(*first), static_cast<long>(*last)};
-}
-
-// The frames from the first to the last that have ground truth.
-eval::FrameRange FramesOf(std::vector<mot::Row> const& truth) {
-    auto const [first, last] = std::minmax_element(
-        truth.begin(), truth.end(), [](auto const& a, auto const& b) { return a.frame < b.frame; });
-    return {first->frame, last->frame};
 }
 
 std::string Percent(std::optional<double> share) { return share ? FormatPercent(*share, 1) : "-"; }
@@ -80,14 +72,12 @@ void PrintJson(eval::Scores const& scores, eval::FrameRange frames) {
 }
 
 int Eval(EvalOptions const& options) {
-    auto truth = mot::Read(options.truth);
-    // Benchmarks mark what is not to be scored with a confidence of 0.
-    std::erase_if(truth, [](mot::Row const& row) { return row.confidence == 0; });
-    auto const result = mot::Read(options.result);
+    auto const truth = eval::Scored(ReadBoxes(options.truth));
+    auto const result = ReadBoxes(options.result);
     if (truth.empty()) {
         throw Failure(ExitCode::BadSideInput, options.truth + ": holds no box");
     }
-    auto const frames = options.frames ? *options.frames : FramesOf(truth);
+    auto const frames = options.frames ? *options.frames : eval::FramesOf(truth);
     try {
         auto const scores = eval::Compare(truth, result, frames);
         if (options.json) {

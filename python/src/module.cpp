@@ -9,4 +9,8 @@ PYBIND11_MODULE(_native, module) {
     kes::python::BindAppearance(module);
     kes::python::BindSolve(module);
     kes::python::BindLabelCollapser(module);
+    kes::python::BindTracks(module);
+    kes::python::BindTracker(module);
+    kes::python::BindCounter(module);
+    kes::python::BindEvaluation(module);
 }

@@ -1,6 +1,7 @@
 // What the C++ libraries answer to a video on standard input, a line a frame.
 // usage: frame_answers WIDTH HEIGHT   (for each frame its luma, then its BGR pixels)
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -8,6 +9,8 @@
 #include <kes/algorithm/tracking_base/emog_segmenter.hpp>
 #include <kes/algorithm/tracking_base/smog.hpp>
 #include <kes/algorithm/tracking_base/solve.hpp>
+
+#include <kes/tracker/tracker.hpp>
 
 #include "support/hash.hpp"
 
@@ -40,6 +43,15 @@ hungarian::Costs CostsOf(std::vector<unsigned char> const& luma, unsigned width,
     return costs;
 }
 
+void Print(tracker::Object const& object) {
+    std::printf(" %d/%d/%d/%d/%d", object.id, static_cast<int>(object.kind),
+                static_cast<int>(object.visibility), object.isConfirmed, object.isStanding);
+    for (float const value : {object.box.left, object.box.top, object.box.right,
+                              object.box.bottom, object.confidence}) {
+        std::printf("/%08x", std::bit_cast<unsigned>(value));
+    }
+}
+
 }  // namespace
 
 int main(int, char** arguments) {
@@ -52,6 +64,9 @@ int main(int, char** arguments) {
     BitMask stationary = none;
     EmogSegmenter segmenter;
     appearance::Smog appearance;
+    tracker::Options options;
+    options.framesPerSecond = 10;
+    tracker::Tracker tracker(options);
     while (Read(luma) && Read(colour)) {
         segmenter.Process(View(luma, media::ColourFormat::Grey, width, height), none.words.data(),
                           none.words.data(), none.words.data(), young.words.data(),
@@ -66,8 +81,14 @@ int main(int, char** arguments) {
         auto const hash = [](auto const& numbers) {
             return static_cast<unsigned long long>((test::Hash() << numbers).value);
         };
-        std::printf("%llx %llx %llx %llx %llx\n", hash(young.words), hash(stationary.words),
+        std::printf("%llx %llx %llx %llx %llx", hash(young.words), hash(stationary.words),
                     hash(marks.reshaped()), hash(std::array{score, found.score, found.centre.x}),
                     hash(appearance.gaussians[3].variances));
+        auto const result = tracker.Process(frame);
+        for (auto const& object : result.objects) Print(object);
+        for (auto const& event : result.events) {
+            std::printf(" %d:%d", static_cast<int>(event.type), event.id);
+        }
+        std::puts("");
     }
 }

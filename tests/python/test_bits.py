@@ -127,9 +127,17 @@ def test_marks_of_golden_matrices(name, cost, order):
     assert hash_of(*answers) == recorded(f"assignment/{name}")
 
 
+def objects_in(tracks):
+    reals = np.column_stack((tracks.boxes, tracks.confidences)).view(np.uint32)
+    whole = (tracks.ids, tracks.kinds, tracks.states, tracks.confirmed, tracks.standing)
+    for numbers, bits in zip(zip(*whole), reals):
+        yield "/".join([*(f"{number:d}" for number in numbers), *(f"{word:08x}" for word in bits)])
+
+
 @needs_clip
 def test_answers_to_the_whole_clip(tmp_path):
     segmenter, appearance = kes.Segmenter(), kes.Appearance()
+    tracker = kes.Tracker(frames_per_second=10)
     blob = (50, 60, 150, 200)
     answers = ""
     expected = tmp_path / "answers"
@@ -148,7 +156,11 @@ def test_answers_to_the_whole_clip(tmp_path):
             marks = kes.mark_pairs(luma[::16, ::16].astype(np.float32))
             scores = np.float32([score, found.score, found.centre[0]])
             parts = young, stationary, marks.T, scores, appearance.variances[3]
-            answers += " ".join(f"{hash_of(part):x}" for part in parts) + "\n"
+            words = [f"{hash_of(part):x}" for part in parts]
+            tracks = tracker.update(frame)
+            words += objects_in(tracks)
+            words += [f"{event.type:d}:{event.id}" for event in tracks.events]
+            answers += " ".join(words) + "\n"
         program.stdin.close()
     assert expected.read_text() == answers
     assert answers.count("\n") == 795

@@ -9,7 +9,7 @@
 #include <kes/algorithm/tracking_base/label_collapser.hpp>
 
 #include "base/failure.hpp"
-#include "mot/mot_text.hpp"
+#include "read_boxes.hpp"
 
 namespace kes::track::run {
 namespace {
@@ -68,7 +68,7 @@ Detections::Detections(DetectionOptions const& options) {
     LabelMap map;
     if (options.labels) map = ReadLabels(*options.labels);
     auto const known = map.names.all.size();
-    for (mot::Row const& row : mot::Read(options.file)) {
+    for (mot::Row const& row : ReadBoxes(options.file)) {
         if (row.confidence < options.minimumConfidence) continue;
         unsigned int label = 0;
         if (!row.label.empty()) {

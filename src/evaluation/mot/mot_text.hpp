@@ -9,7 +9,7 @@
 
 #include <kes/tracker/tracker.hpp>
 
-namespace kes::track::mot {
+namespace kes::mot {
 
 struct Row {
     long frame;
@@ -20,7 +20,7 @@ struct Row {
 };
 
 // Every row of a file, in the file's order. Empty lines and lines that start with '#' are skipped.
-// Throws Failure (BadSideInput) with the file's name and line for what cannot be read, for a frame
+// Throws std::invalid_argument with the file's name and line for what cannot be read, for a frame
 // below 1 and for a box without area.
 std::vector<Row> Read(std::string const& path);
 std::vector<Row> Parse(std::istream& in, std::string const& name);
@@ -28,4 +28,4 @@ std::vector<Row> Parse(std::istream& in, std::string const& name);
 // One line of ten columns.
 void Write(std::ostream& out, Row const& row);
 
-}  // namespace kes::track::mot
+}  // namespace kes::mot

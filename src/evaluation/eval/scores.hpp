@@ -8,7 +8,7 @@
 
 #include "mot/mot_text.hpp"
 
-namespace kes::track::eval {
+namespace kes::eval {
 
 // A box of the result may stand for a true one from this intersection over union on.
 constexpr float MatchOverlap = 0.5F;
@@ -34,6 +34,12 @@ struct FrameRange {
     long last;
 };
 
+// The rows of ground truth that are scored: benchmarks mark the others with a confidence of 0.
+std::vector<mot::Row> Scored(std::vector<mot::Row> truth);
+
+// From the first to the last frame that has a row. Requires: there is a row.
+FrameRange FramesOf(std::vector<mot::Row> const& rows);
+
 // Frame by frame, pairs of the frame before are kept while they still overlap enough; the rest are
 // paired so that as many as possible match, with the greatest overlap in all. For the identity
 // measures, true objects and result numbers are paired once for the whole clip, so that the most
@@ -45,4 +51,4 @@ struct FrameRange {
 Scores Compare(std::vector<mot::Row> const& truth, std::vector<mot::Row> const& result,
                FrameRange frames);
 
-}  // namespace kes::track::eval
+}  // namespace kes::eval

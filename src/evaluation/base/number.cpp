@@ -4,7 +4,7 @@
 #include <cmath>
 #include <system_error>
 
-namespace kes::track {
+namespace kes {
 namespace {
 
 template <typename T>
@@ -26,4 +26,4 @@ std::optional<std::uint64_t> ParseCount(std::string_view text) {
     return ParseWhole<std::uint64_t>(text);
 }
 
-}  // namespace kes::track
+}  // namespace kes

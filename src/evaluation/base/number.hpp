@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-namespace kes::track {
+namespace kes {
 
 // A finite decimal number that fills the text.
 std::optional<double> ParseNumber(std::string_view text);
@@ -13,4 +13,4 @@ std::optional<double> ParseNumber(std::string_view text);
 // A decimal number without sign that fills the text.
 std::optional<std::uint64_t> ParseCount(std::string_view text);
 
-}  // namespace kes::track
+}  // namespace kes

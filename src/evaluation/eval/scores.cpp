@@ -10,7 +10,7 @@
 
 #include <kes/algorithm/tracking_base/solve.hpp>
 
-namespace kes::track::eval {
+namespace kes::eval {
 namespace {
 
 namespace hungarian = algorithm::tracking_base::hungarian;
@@ -123,6 +123,17 @@ std::optional<double> Scores::Recall() const {
     return Share(static_cast<double>(matches), static_cast<double>(truthBoxes));
 }
 
+std::vector<mot::Row> Scored(std::vector<mot::Row> truth) {
+    std::erase_if(truth, [](mot::Row const& row) { return row.confidence == 0; });
+    return truth;
+}
+
+FrameRange FramesOf(std::vector<mot::Row> const& rows) {
+    auto const [first, last] = std::minmax_element(
+        rows.begin(), rows.end(), [](auto const& a, auto const& b) { return a.frame < b.frame; });
+    return {first->frame, last->frame};
+}
+
 Scores Compare(std::vector<mot::Row> const& truthRows, std::vector<mot::Row> const& resultRows,
                FrameRange range) {
     Frames const truth = ByFrame(truthRows, range);
@@ -186,4 +197,4 @@ Scores Compare(std::vector<mot::Row> const& truthRows, std::vector<mot::Row> con
     return scores;
 }
 
-}  // namespace kes::track::eval
+}  // namespace kes::eval

@@ -7,12 +7,12 @@
 #include <limits>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string_view>
 
-#include "base/failure.hpp"
 #include "base/number.hpp"
 
-namespace kes::track::mot {
+namespace kes::mot {
 namespace {
 
 constexpr double LargestFrame = 1e9;
@@ -52,7 +52,7 @@ std::string Not(std::string_view text, char const* what) {
 
 Row RowOf(std::string_view line, std::string const& where) {
     auto const refuse = [&](std::string const& reason) {
-        throw Failure(ExitCode::BadSideInput, where + ": " + reason);
+        throw std::invalid_argument(where + ": " + reason);
     };
     auto const columns = Columns(line);
     if (columns.size() < 6) refuse("expected frame,id,left,top,width,height");
@@ -98,13 +98,13 @@ std::vector<Row> Parse(std::istream& in, std::string const& name) {
         if (text.empty() || text.front() == '#') continue;
         rows.push_back(RowOf(text, name + ":" + std::to_string(number)));
     }
-    if (in.bad()) throw Failure(ExitCode::BadSideInput, name + ": cannot be read to its end");
+    if (in.bad()) throw std::invalid_argument(name + ": cannot be read to its end");
     return rows;
 }
 
 std::vector<Row> Read(std::string const& path) {
     std::ifstream in(path);
-    if (!in) throw Failure(ExitCode::BadSideInput, path + ": cannot be opened");
+    if (!in) throw std::invalid_argument(path + ": cannot be opened");
     return Parse(in, path);
 }
 
@@ -118,4 +118,4 @@ void Write(std::ostream& out, Row const& row) {
     out.write(line.data(), length);
 }
 
-}  // namespace kes::track::mot
+}  // namespace kes::mot
