@@ -1,6 +1,6 @@
 // kes-track manual: the manual page and the shell completion, written from the same table of
 // options as --help, so that the three cannot differ. Used when the program is packaged; --help
-// hides it.
+// hides it. (help2man reads one --help page only, and would say nothing of the commands' options.)
 
 #include <cctype>
 #include <iostream>

@@ -38,7 +38,7 @@ void RefuseToOverwriteAny(std::vector<run::StreamOptions> const& streams) {
     Paths inputs;
     Paths outputs;
     for (run::StreamOptions const& stream : streams) {
-        ForegroundOptions const& masks = stream.foreground;
+        SegmenterOptions const& masks = stream.foreground;
         inputs.insert(inputs.end(),
                       {stream.input, masks.excludeImage, masks.freezeImage, masks.resetImage});
         if (stream.detections) {

@@ -20,9 +20,9 @@
 #include "cli/output_options.hpp"
 #include "cli/progress.hpp"
 #include "cli/segmenter_options.hpp"
+#include "clip_segmenter.hpp"
 #include "command.hpp"
 #include "draw/overlay.hpp"
-#include "foreground.hpp"
 #include "output/clip_outputs.hpp"
 #include "output/summary.hpp"
 #include "video/png.hpp"
@@ -36,7 +36,7 @@ using Clock = std::chrono::steady_clock;
 struct SegmentOptions {
     std::string input;
     video::ReadOptions read;
-    ForegroundOptions foreground;
+    SegmenterOptions foreground;
     ClipPaths outputs;
     std::optional<std::string> masks;
     bool isSummaryJson = false;
@@ -56,7 +56,7 @@ struct Tally {
     std::chrono::nanoseconds inSegmenter{};
     std::chrono::nanoseconds inProgram{};
 
-    void Count(Foreground const& foreground) {
+    void Count(ClipSegmenter const& foreground) {
         ++frames;
         cells += foreground.Cells();
         youngCells += foreground.YoungCells();
@@ -79,7 +79,7 @@ public:
         MakeFolder(*options.masks);
     }
 
-    void Write(video::Picture const& picture, Foreground const& foreground) {
+    void Write(video::Picture const& picture, ClipSegmenter const& foreground) {
         if (files.HasLines()) files.WriteLine(Line(picture, foreground));
         if (!maskFolder.empty()) WriteMask(picture, foreground);
 
@@ -98,7 +98,7 @@ public:
     void Close() { files.Close(); }
 
 private:
-    static Json Line(video::Picture const& picture, Foreground const& foreground) {
+    static Json Line(video::Picture const& picture, ClipSegmenter const& foreground) {
         return {
             {"index", picture.index},
             {"time", Seconds(picture.time)},
@@ -109,7 +109,7 @@ private:
     }
 
     // A pixel a cell: 0 background, 128 young, 255 stationary.
-    void WriteMask(video::Picture const& picture, Foreground const& foreground) {
+    void WriteMask(video::Picture const& picture, ClipSegmenter const& foreground) {
         cv::Mat cells = draw::Unpack(foreground.Stationary());
         cells.setTo(128, draw::Unpack(foreground.Young()));
         char name[32];
@@ -152,13 +152,13 @@ void PrintJson(std::ostream& out, SegmentOptions const& options, video::ClipInfo
 }
 
 int Segment(SegmentOptions const& options) {
-    ForegroundOptions const& masks = options.foreground;
+    SegmenterOptions const& masks = options.foreground;
     Paths const written{options.outputs.video, options.outputs.picture, options.outputs.jsonLines};
     RefuseToOverwrite({options.input, masks.excludeImage, masks.freezeImage, masks.resetImage},
                       written);
     video::Reader reader(options.input, options.read);
     video::ClipInfo const& clip = reader.Info();
-    Foreground foreground(options.foreground, clip.size, clip.frameRate);
+    ClipSegmenter foreground(options.foreground, clip.size, clip.frameRate);
     Outputs outputs(options, clip);
 
     auto const start = Clock::now();
@@ -206,9 +206,6 @@ Run AddSegmentCommand(CLI::App& app) {
     cli::AddSummaryOptions(app, cli::OutputGroup, options->isSummaryJson, options->isQuiet);
     cli::AddReadOptions(app, options->read);
     cli::AddSegmenterOptions(app, options->foreground);
-    app.add_flag("--abandoned-object", options->foreground.isAbandonedObjectEnabled,
-                 "Set the segmenter's abandoned-object switch; the masks do not depend on it")
-        ->group(cli::SegmenterGroup);
     options->read.isCancelled = cli::Interrupted;
     return [options] { return Segment(*options); };
 }

@@ -1,8 +1,6 @@
 #include "tracker/foreground.hpp"
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <cstddef>
 
 #include <kes/algorithm/bit_mask.hpp>
@@ -10,11 +8,6 @@
 
 namespace kes::tracker {
 namespace {
-
-// The segmenter counts 15 frames to a second.
-std::chrono::milliseconds SegmenterTime(double seconds, double framesPerSecond) {
-    return std::chrono::milliseconds(std::llround(1000 * seconds * framesPerSecond / 15));
-}
 
 // The correction of light errs in proportion to what it corrects: the segmenter's threshold is
 // raised by up to this much, reached at so many grey levels.
@@ -30,7 +23,7 @@ cv::Mat1b LumaOf(Frame const& frame) {
             static_cast<std::size_t>(plane.GetStride())};
 }
 
-Frame GreyFrame(cv::Mat1b const& luma) {
+Frame GreyFrame(cv::Mat1b const& luma, Frame::TimePoint timestamp) {
     Frame::Planes planes{};
     planes[0] = {luma.step[0] * static_cast<std::size_t>(luma.rows), luma.data,
                  static_cast<long>(luma.step[0])};
@@ -38,7 +31,7 @@ Frame GreyFrame(cv::Mat1b const& luma) {
             media::ColourFormat::Grey,
             static_cast<unsigned>(luma.cols),
             static_cast<unsigned>(luma.rows),
-            {},
+            timestamp,
             media::video::frame::Rotation::None};
 }
 
@@ -64,22 +57,19 @@ void Gather(cv::Mat1b const& bits, Grid const& grid, cv::Mat1b& cells) {
 
 }  // namespace
 
-Foreground::Foreground(Options const& settings) : options(settings) {
-    segmenter.SetStdDevThreshold(options.threshold);
-    segmenter.SetThresholdFactor(options.thresholdFactor);
-    segmenter.SetStationaryTime(SegmenterTime(options.stationaryTime, options.framesPerSecond));
-    segmenter.SetHoldOnTime(SegmenterTime(options.holdOnTime, options.framesPerSecond));
-}
+Foreground::Foreground(Options const& settings)
+    : options(settings),
+      segmenter({settings.framesPerSecond, settings.stationaryTime, settings.holdOnTime,
+                 settings.threshold, settings.thresholdFactor}) {}
 
 bool Foreground::Process(Frame const& frame, Grid const& grid) {
     auto const width = frame.GetWidth() / 2;
     auto const height = frame.GetHeight() / 2;
     if (mask.width != width || mask.height != height) {
-        mask = algorithm::MakeEmptyMask(width, height);
-        stationary = mask.words;
+        mask = stationary = algorithm::MakeEmptyMask(width, height);
         auto const fitting = [&](algorithm::BitMask const& given) {
             bool const fits = given.width == width && given.height == height;
-            return fits ? given.words : mask.words;
+            return fits ? given : mask;
         };
         exclude = fitting(options.exclude);
         freeze = fitting(options.freeze);
@@ -89,21 +79,21 @@ bool Foreground::Process(Frame const& frame, Grid const& grid) {
         standingCells = cv::Mat1b(grid.size, 0);
     }
     if (mask.words.empty()) return true;
-    Frame const conditioned = GreyFrame(conditioner.Process(LumaOf(frame), cells));
+    Frame const conditioned =
+        GreyFrame(conditioner.Process(LumaOf(frame), cells), frame.GetTimestamp());
     if (!conditioner.IsFollowed()) return false;
     float const allowance =
         LargestAllowance * std::min(1.0F, LightDifference() / LevelsOfAllowance);
     segmenter.SetThresholdFactor(options.thresholdFactor * (1 + allowance));
-    segmenter.Process(conditioned, freeze.data(), reset.data(), exclude.data(), mask.words.data(),
-                      stationary.data());
-    for (std::size_t i = 0; i < stationary.size(); ++i) mask.words[i] |= stationary[i];
+    segmenter.Process(conditioned, freeze, reset, exclude, mask, stationary);
+    for (std::size_t i = 0; i < mask.words.size(); ++i) mask.words[i] |= stationary.words[i];
     Unpack(mask.words, bits);
     if (grid.bitsPerCell == 1) {
         cv::medianBlur(bits, cells, 3);
     } else {
         Gather(bits, grid, cells);
     }
-    Unpack(stationary, bits);
+    Unpack(stationary.words, bits);
     Gather(bits, grid, standingCells);
     conditioner.Learn(cells);
     return true;

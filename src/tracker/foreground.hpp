@@ -1,11 +1,8 @@
 // Foreground: the segmenter over one stream, and its masks in the forms that the tracker reads.
 #pragma once
 
-#include <cstdint>
-#include <vector>
-
 #include <kes/algorithm/bit_mask.hpp>
-#include <kes/algorithm/tracking_base/emog_segmenter.hpp>
+#include <kes/tracker/real_time_segmenter.hpp>
 #include <kes/tracker/tracker.hpp>
 #include <opencv2/core.hpp>
 
@@ -44,13 +41,13 @@ public:
 private:
     Options const& options;
     Conditioner conditioner;
-    algorithm::tracking_base::EmogSegmenter segmenter;
+    RealTimeSegmenter segmenter;
     algorithm::BitMask mask{};
-    std::vector<std::uint32_t> stationary;
+    algorithm::BitMask stationary{};
     // As given, or of no bits set.
-    std::vector<std::uint32_t> exclude;
-    std::vector<std::uint32_t> freeze;
-    std::vector<std::uint32_t> reset;
+    algorithm::BitMask exclude{};
+    algorithm::BitMask freeze{};
+    algorithm::BitMask reset{};
     cv::Mat1b bits;
     cv::Mat1b cells;
     cv::Mat1b standingCells;

@@ -96,7 +96,7 @@ void AddCounting(CLI::App& app, RunOptions& options) {
 }
 
 void AddTracking(CLI::App& app, RunOptions& options) {
-    constexpr char const* Group = "Objects";
+    constexpr char const* Group = "Objects (times are frames of the clip's average rate)";
     tracker::Options& tracker = options.stream.tracker;
     auto const addTime = [&](char const* name, std::chrono::nanoseconds& value, char const* text,
                              char const* group) {

@@ -4,7 +4,7 @@
 
 namespace kes::track::cli {
 
-void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options) {
+void AddSegmenterOptions(CLI::App& app, SegmenterOptions& options) {
     constexpr char const* Group = SegmenterGroup;
     constexpr Limits OfThreshold{0, 255};
     AddTimeOption(app, "--stationary", options.stationaryTime,

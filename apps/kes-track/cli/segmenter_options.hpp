@@ -5,12 +5,13 @@
 
 #include <CLI/CLI.hpp>
 
-#include "foreground.hpp"
+#include "clip_segmenter.hpp"
 
 namespace kes::track::cli {
 
-constexpr char const* SegmenterGroup = "Segmenter (times are real time, whatever the clip's rate)";
+constexpr char const* SegmenterGroup =
+    "Segmenter (times are real time, whatever the clip's rate and pace)";
 
-void AddSegmenterOptions(CLI::App& app, ForegroundOptions& options);
+void AddSegmenterOptions(CLI::App& app, SegmenterOptions& options);
 
 }  // namespace kes::track::cli

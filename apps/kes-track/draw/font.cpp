@@ -9,6 +9,8 @@
 namespace kes::track::draw {
 namespace {
 
+// Where Debian's package, which ours depends on, puts it. Asking fontconfig would be another
+// library for one file, and could give letters of another width on each machine.
 constexpr char const* Folder = "/usr/share/fonts/truetype/dejavu/";
 constexpr int StrokeFace = cv::FONT_HERSHEY_SIMPLEX;
 constexpr double StrokeHeight = 28.0;  // of the face at scale 1, ascenders and descenders

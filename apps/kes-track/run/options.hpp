@@ -7,8 +7,8 @@
 
 #include <kes/tracker/tracker.hpp>
 
+#include "clip_segmenter.hpp"
 #include "count/gates.hpp"
-#include "foreground.hpp"
 #include "output/clip_outputs.hpp"
 #include "run/detections.hpp"
 #include "video/reader.hpp"
@@ -27,15 +27,15 @@ struct StreamOptions {
     video::ReadOptions read;
     OutputPaths outputs;
     count::Gates gates;
-    ForegroundOptions foreground;
+    SegmenterOptions foreground;
     tracker::Options tracker;                    // but for its rate and its foreground
     std::optional<DetectionOptions> detections;  // in place of foreground
-    std::chrono::nanoseconds warmUp =
-        std::chrono::minutes(2);  // of a recorded clip, to learn from before the start
-    std::chrono::nanoseconds latency =
-        std::chrono::seconds(1);  // by which results may come later than their frames
-    std::chrono::nanoseconds smoothing =
-        std::chrono::milliseconds(600);  // to either side, over which boxes are evened out
+    // Of a recorded clip, to learn from before the start.
+    std::chrono::nanoseconds warmUp = std::chrono::minutes(2);
+    // By which results may come later than their frames.
+    std::chrono::nanoseconds latency = std::chrono::seconds(1);
+    // To either side, over which boxes are evened out.
+    std::chrono::nanoseconds smoothing = std::chrono::milliseconds(600);
 };
 
 }  // namespace kes::track::run

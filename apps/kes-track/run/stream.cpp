@@ -94,7 +94,7 @@ private:
 }  // namespace
 
 tracker::Options TrackerOptions(StreamOptions const& options, video::ClipInfo const& clip) {
-    ForegroundOptions const& foreground = options.foreground;
+    SegmenterOptions const& foreground = options.foreground;
     CheckTimes(foreground, clip.frameRate);
     auto const mask = [&](std::optional<std::string> const& image) {
         return image ? video::ReadMask(*image, clip.size) : algorithm::BitMask{};

@@ -54,8 +54,10 @@ TEST(LabelCollapser, MapsEachLabelToTheIndexOfItsCollapsedName) {
     }
 }
 
-TEST(LabelCollapser, RefusesAnEmptyFunctionAndPassesExceptionsOn) {
+TEST(LabelCollapser, RefusesAnEmptyFunctionAndTooManyLabelsAndPassesExceptionsOn) {
     EXPECT_THROW(LabelCollapser({"a"}, Collapse()), std::bad_function_call);
+    EXPECT_NO_THROW(LabelCollapser(std::vector<std::string>(128, "a"), Itself));
+    EXPECT_THROW(LabelCollapser(std::vector<std::string>(129, "a"), Itself), std::runtime_error);
     EXPECT_THROW(LabelCollapser({"a"}, [](string_view) -> string_view { throw 42; }), int);
 }
 

@@ -1,6 +1,7 @@
-#include "foreground.hpp"
+#include "clip_segmenter.hpp"
 
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,81 +20,98 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 
-// As the segmenter counts: 15 to a second, truncated.
-std::int64_t SegmenterFrames(std::chrono::milliseconds time) { return time.count() * 15 / 1000; }
-
-TEST(SegmenterTime, PassesInRealSecondsAtEveryRate) {
-    for (double const rate :
-         {0.5, 1.0, 5.0, 7.5, 10.0, 12.5, 15.0, 23.976, 25.0, 29.97, 50.0, 240.0}) {
-        for (nanoseconds const time : {nanoseconds(0), nanoseconds(1ms), nanoseconds(500ms),
-                                       nanoseconds(5s), nanoseconds(12345ms), nanoseconds(60s)}) {
-            auto const frames = std::llround(std::chrono::duration<double>(time).count() * rate);
-            EXPECT_EQ(SegmenterFrames(SegmenterTime(time, rate)), frames)
-                << time.count() << " ns at " << rate;
-            auto const both = SegmenterTime(time, rate) + SegmenterTime(5s, rate);
-            EXPECT_EQ(SegmenterFrames(both), frames + std::llround(5.0 * rate))
-                << time.count() << " ns and 5 s at " << rate;
-        }
-    }
-}
-
 // A plain picture with, or without, a block in its middle.
-video::Frame Picture(std::vector<std::uint8_t>& pixels, bool hasBlock) {
+video::Frame Picture(std::vector<std::uint8_t>& pixels, bool hasBlock, double seconds = 0) {
     constexpr int Side = 64;
     pixels.assign(std::size_t{Side} * Side, 100);
     cv::Mat view(Side, Side, CV_8UC1, pixels.data());
     if (hasBlock) view(cv::Rect(20, 20, 24, 24)).setTo(200);
     using Plane = media::video::frame::PlaneBase<void const>;
-    return {{Plane(pixels.size(), pixels.data(), Side)}, media::ColourFormat::Grey, Side, Side, {},
+    auto const time =
+        std::chrono::duration_cast<nanoseconds>(std::chrono::duration<double>(seconds));
+    return {{Plane(pixels.size(), pixels.data(), Side)},
+            media::ColourFormat::Grey,
+            Side,
+            Side,
+            video::Frame::TimePoint(time),
             media::video::frame::Rotation::None};
 }
 
-// Seconds from a block's appearance until it is stationary; -1 when it never is.
-double TimeToStationary(ForegroundOptions const& options, double rate) {
-    Foreground foreground(options, {64, 64}, rate);
+// Seconds from a block's appearance until it is stationary, for a clip that says `rate` and comes
+// with `pace` pictures a second from then on; -1 when it never is.
+double TimeToStationary(std::chrono::seconds stationaryTime, double rate, double pace,
+                        bool hasTimes) {
+    ClipSegmenter segmenter({.stationaryTime = stationaryTime}, {64, 64}, rate);
     std::vector<std::uint8_t> pixels;
-    auto const learnt = static_cast<int>(20 * rate);
-    for (int i = 0; i < learnt; ++i) foreground.Process(Picture(pixels, false));
-    for (int i = 0; i < static_cast<int>(10 * rate); ++i) {
-        foreground.Process(Picture(pixels, true));
-        if (foreground.StationaryCells() > 0) {
-            EXPECT_EQ(foreground.YoungCells(), 0U);
-            return i / rate;
+    double time = 0;
+    auto const process = [&](bool hasBlock, double step) {
+        segmenter.Process(Picture(pixels, hasBlock, hasTimes ? time : 0));
+        time += step;
+    };
+    while (time < 20) process(false, 1 / rate);
+    for (double const start = time; time < start + 10;) {
+        double const now = time;
+        process(true, 1 / pace);
+        if (segmenter.StationaryCells() > 0) {
+            EXPECT_EQ(segmenter.YoungCells(), 0U);
+            return now - start;
         }
-        EXPECT_GT(foreground.YoungCells(), 50U);
+        EXPECT_GT(segmenter.YoungCells(), 50U);
     }
     return -1.0;
 }
 
-TEST(Foreground, TurnsStationaryAfterRealSeconds) {
-    for (double const rate : {10.0, 15.0, 30.0}) {
-        EXPECT_NEAR(TimeToStationary({.stationaryTime = 5s}, rate), 5.0, 1.01 / rate) << rate;
-        EXPECT_NEAR(TimeToStationary({.stationaryTime = 2s}, rate), 2.0, 1.01 / rate) << rate;
+TEST(ClipSegmenter, TurnsStationaryAfterRealSecondsWhateverThePace) {
+    struct Case {
+        double rate, pace;
+        bool hasTimes;
+    };
+    for (auto const& [rate, pace, hasTimes] :
+         {Case{10, 10, true}, Case{10, 10, false}, Case{15, 15, true}, Case{29.97, 29.97, true},
+          Case{15, 5, true}, Case{15, 2, true}, Case{15, 45, true}, Case{12.5, 20, true}}) {
+        SCOPED_TRACE(testing::Message() << rate << " said, " << pace << " a second");
+        // Of an even pace the frame is exact: the first has age 1.
+        bool const isEven = pace == rate;
+        for (auto const seconds : {2s, 5s}) {
+            double const wanted = static_cast<double>(seconds.count());
+            double const frames = std::round(wanted * rate) - 1;
+            EXPECT_NEAR(TimeToStationary(seconds, rate, pace, hasTimes),
+                        isEven ? frames / rate : wanted, isEven ? 1e-6 : 1 / pace + 2 / rate);
+        }
     }
 }
 
-TEST(Foreground, RefusesTimesThatTheSegmenterCannotCount) {
-    EXPECT_NO_THROW(Foreground({.holdOnTime = 4300s}, {64, 48}, 15.0));
-    EXPECT_THROW(Foreground({.holdOnTime = 4400s}, {64, 48}, 15.0), Failure);
-    EXPECT_THROW(Foreground({.stationaryTime = 2200s, .holdOnTime = 2200s}, {64, 48}, 15.0),
+TEST(ClipSegmenter, RefusesTimesThatTheSegmenterCannotCount) {
+    EXPECT_NO_THROW(ClipSegmenter({.holdOnTime = 4300s}, {64, 48}, 15.0));
+    EXPECT_THROW(ClipSegmenter({.holdOnTime = 4400s}, {64, 48}, 15.0), Failure);
+    EXPECT_THROW(ClipSegmenter({.stationaryTime = 2200s, .holdOnTime = 2200s}, {64, 48}, 15.0),
                  Failure);
-    EXPECT_NO_THROW(Foreground({.holdOnTime = 4400s}, {64, 48}, 10.0));
+    EXPECT_NO_THROW(ClipSegmenter({.holdOnTime = 4400s}, {64, 48}, 10.0));
 }
 
-TEST(Foreground, HonoursItsMaskImages) {
+TEST(ClipSegmenter, HonoursItsThresholdsAndMaskImages) {
     test::Folder const folder;
     std::string const everywhere = folder / "white.png";
     cv::imwrite(everywhere, cv::Mat(64, 64, CV_8UC1, cv::Scalar(255)));
-    auto const cellsAfter = [](ForegroundOptions const& options) {
-        Foreground foreground(options, {64, 64}, 15.0);
+    auto const cellsAfter = [](SegmenterOptions const& options) {
+        ClipSegmenter foreground(options, {64, 64}, 15.0);
         std::vector<std::uint8_t> pixels;
         for (int i = 0; i < 40; ++i) foreground.Process(Picture(pixels, false));
         for (int i = 0; i < 20; ++i) foreground.Process(Picture(pixels, true));
         return std::pair(foreground.YoungCells() > 0, foreground.StationaryCells() > 0);
     };
-    ForegroundOptions const plain{.stationaryTime = 1s};
+    SegmenterOptions const plain{.stationaryTime = 1s};
     EXPECT_EQ(cellsAfter(plain), std::pair(false, true));
-    ForegroundOptions options = plain;
+    auto const youngCells = [](SegmenterOptions const& options) {
+        ClipSegmenter segmenter(options, {64, 64}, 15.0);
+        std::vector<std::uint8_t> pixels;
+        for (int i = 0; i < 40; ++i) segmenter.Process(Picture(pixels, false));
+        segmenter.Process(Picture(pixels, true));
+        return segmenter.YoungCells();
+    };
+    EXPECT_LT(youngCells({.threshold = 255}), youngCells({}));
+    EXPECT_LT(youngCells({.thresholdFactor = 60}), youngCells({}));
+    SegmenterOptions options = plain;
     options.excludeImage = everywhere;
     EXPECT_EQ(cellsAfter(options), std::pair(false, false));
     options = plain;
