@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -143,6 +144,16 @@ TEST(Program, TellsWhenWhatItPrintsIsLost) {
     }
 }
 
+// Of the lines of either command, events aside.
+std::size_t CountFrames(std::string const& lines) {
+    std::size_t count = 0;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        count += line.starts_with(R"({"frame":)") || line.starts_with(R"({"index":)") ? 1U : 0U;
+    }
+    return count;
+}
+
 TEST(Program, WritesToStandardOutputAndItsSummaryBesides) {
     Folder const folder;
     MakeClip(folder / "clip.mkv", {.frames = 12});
@@ -151,8 +162,8 @@ TEST(Program, WritesToStandardOutputAndItsSummaryBesides) {
         words.insert(words.begin() + 1, folder / "clip.mkv");
         Outcome const outcome = RunProgram(words);
         EXPECT_EQ(outcome.code, 0);
-        EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 12);
-        EXPECT_EQ(outcome.out.front(), '{');
+        EXPECT_EQ(CountFrames(outcome.out), 12U);
+        EXPECT_EQ(outcome.out.find("size"), std::string::npos);
         EXPECT_NE(outcome.err.find("frames"), std::string::npos);
     }
     Outcome const video = RunProgram({"run", folder / "clip.mkv", "--video", "-"});
@@ -188,12 +199,9 @@ TEST(Program, LeavesWhatItHasDoneWhenItIsStopped) {
                 sent += static_cast<std::size_t>(more);
             }
         });
-        auto const lines = [](std::string const& path) {
-            std::string const text = ReadFile(path);
-            return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-        };
+        auto const lines = [](std::string const& path) { return CountFrames(ReadFile(path)); };
         // Lines can be followed while they are written.
-        for (int i = 0; i < 200 && lines(folder / "live.jsonl.part") < 60; ++i) {
+        for (int i = 0; i < 1200 && lines(folder / "live.jsonl.part") < 60; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
         camera.join();
