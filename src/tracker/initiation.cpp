@@ -6,7 +6,9 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "tracker/blob_fit.hpp"
 #include "tracker/blobs.hpp"
+#include "tracker/measure.hpp"
 #include "tracker/scene_scale.hpp"
 #include "tracker/silhouette.hpp"
 
@@ -92,10 +94,14 @@ Candidate BestIn(cv::Rect const& box, Coverage const& coverage, SceneModel const
 }  // namespace
 
 std::vector<Pose> FindNewObjects(cv::Mat1b const& foreground, Coverage& coverage,
-                                 SceneModel const& scene, float minimumHeight) {
+                                 SceneModel const& scene, std::vector<cv::Rect> const& claimed,
+                                 float minimumHeight) {
     std::vector<Pose> found;
     for (Blob const& blob : LeftOver(foreground, coverage)) {
         cv::Rect const& box = blob.box;
+        bool const isClaimed = std::any_of(claimed.begin(), claimed.end(),
+                                           [&](cv::Rect const& one) { return (one & box) == box; });
+        if (isClaimed) continue;
         auto const size = scene.scale.SizeAt(static_cast<float>(box.y + box.height));
         if (!size) return FindWhole(foreground, coverage, minimumHeight);
         auto const height = static_cast<float>(box.height);
@@ -105,6 +111,13 @@ std::vector<Pose> FindNewObjects(cv::Mat1b const& foreground, Coverage& coverage
         if (height < LeastHeight * size->height) continue;
         if (static_cast<float>(blob.area) <
             (isAtBorder ? LeastAreaAtBorder : LeastArea) * usualArea) {
+            continue;
+        }
+        auto const extent = MeasureIn(box, foreground);
+        if (extent && IsLargeObject(blob, *extent, scene.scale)) {
+            coverage.Add(scene.silhouette.Draw(extent->width, extent->height),
+                         static_cast<int>(extent->x), static_cast<int>(extent->foot));
+            found.push_back(*extent);
             continue;
         }
         for (int i = 0; i < MostInOneBlob; ++i) {

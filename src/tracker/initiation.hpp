@@ -10,9 +10,11 @@
 namespace kes::tracker {
 
 // Where they stand. In a scene of known scale each blob that is left over is read as one usual
-// object, or as several that together explain it; otherwise as one object of the blob's size. The
-// places found are added to the coverage. minimumHeight in cells.
+// object, as several that together explain it, or as one large object; otherwise as one object of
+// the blob's size. The places found are added to the coverage. claimed: where nothing new is looked
+// for. minimumHeight in cells.
 std::vector<Pose> FindNewObjects(cv::Mat1b const& foreground, Coverage& coverage,
-                                 SceneModel const& scene, float minimumHeight);
+                                 SceneModel const& scene, std::vector<cv::Rect> const& claimed,
+                                 float minimumHeight);
 
 }  // namespace kes::tracker

@@ -21,7 +21,7 @@ void LearnSize(Track& track, Pose const& measured, SceneScale const& scale) {
     track.ownWidth += SizeRate * (measured.width - track.ownWidth);
     track.ownHeight += SizeRate * (measured.height - track.ownHeight);
     auto const usual = scale.SizeAt(measured.foot);
-    if (!usual) return;
+    if (!usual || track.isLarge) return;
     float const factor = measured.height / usual->height;
     if (factor > SmallestFactor && factor < LargestFactor) {
         track.sizeFactor += FactorRate * (factor - track.sizeFactor);

@@ -49,14 +49,18 @@ std::optional<Pose> Measure(Pose const& pose, cv::Mat1b const& foreground) {
     int const x1 = std::min(foreground.cols, static_cast<int>(box.right + MarginX * pose.width));
     int const y0 = std::max(0, static_cast<int>(box.top - MarginY * pose.height));
     int const y1 = std::min(foreground.rows, static_cast<int>(box.bottom + MarginY * pose.height));
-    if (x1 - x0 < Least || y1 - y0 < Least) return std::nullopt;
-    std::vector<int> rows(static_cast<std::size_t>(y1 - y0));
-    std::vector<int> columns(static_cast<std::size_t>(x1 - x0));
-    for (int y = y0; y < y1; ++y) {
-        for (int x = x0; x < x1; ++x) {
-            if (foreground(y, x) == 0) continue;
-            ++rows[static_cast<std::size_t>(y - y0)];
-            ++columns[static_cast<std::size_t>(x - x0)];
+    return MeasureIn({x0, y0, std::max(0, x1 - x0), std::max(0, y1 - y0)}, foreground);
+}
+
+std::optional<Pose> MeasureIn(cv::Rect const& area, cv::Mat1b const& foreground) {
+    if (area.width < Least || area.height < Least) return std::nullopt;
+    std::vector<int> rows(static_cast<std::size_t>(area.height));
+    std::vector<int> columns(static_cast<std::size_t>(area.width));
+    for (int y = 0; y < area.height; ++y) {
+        for (int x = 0; x < area.width; ++x) {
+            if (foreground(area.y + y, area.x + x) == 0) continue;
+            ++rows[static_cast<std::size_t>(y)];
+            ++columns[static_cast<std::size_t>(x)];
         }
     }
     Extent const down = ExtentOf(rows);
@@ -64,8 +68,8 @@ std::optional<Pose> Measure(Pose const& pose, cv::Mat1b const& foreground) {
     int const width = across.end - across.first;
     int const height = down.end - down.first;
     if (width < Least || height < Least) return std::nullopt;
-    return Pose{static_cast<float>(x0 + across.first) + static_cast<float>(width) / 2,
-                static_cast<float>(y0 + down.end), static_cast<float>(width),
+    return Pose{static_cast<float>(area.x + across.first) + static_cast<float>(width) / 2,
+                static_cast<float>(area.y + down.end), static_cast<float>(width),
                 static_cast<float>(height)};
 }
 

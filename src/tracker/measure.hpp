@@ -13,4 +13,7 @@ namespace kes::tracker {
 // make; none where there is next to nothing.
 std::optional<Pose> Measure(Pose const& pose, cv::Mat1b const& foreground);
 
+// The same of all foreground in an area that lies on the mask.
+std::optional<Pose> MeasureIn(cv::Rect const& area, cv::Mat1b const& foreground);
+
 }  // namespace kes::tracker

@@ -55,7 +55,9 @@ struct Track {
 
     float ownWidth = 0;  // as measured, for a scene whose scale is not known
     float ownHeight = 0;
-    float sizeFactor = 1;  // own height / the scene's usual height where it stands
+    float sizeFactor = 1;   // own height / the scene's usual height where it stands
+    float widthFactor = 1;  // own width / the usual width of what is that high
+    bool isLarge = false;   // far from the usual size: as large as its blob
     Silhouette silhouette;
 
     algorithm::tracking_base::appearance::Smog appearance;
@@ -64,6 +66,7 @@ struct Track {
 
     bool confirmed = false;
     bool isAlone = false;  // visible and clear of every other object and of the border
+    int framesAlone = 0;
     int framesSeen = 0;
     Pose start{};           // where it was first seen
     bool hasMoved = false;  // by more than its width since

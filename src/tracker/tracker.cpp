@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <optional>
 #include <cstdint>
+#include <optional>
 #include <utility>
 
 #include <kes/geometry/dimension.hpp>
 
 #include "tracker/appearance.hpp"
 #include "tracker/association.hpp"
+#include "tracker/blob_fit.hpp"
 #include "tracker/blobs.hpp"
 #include "tracker/confidences.hpp"
 #include "tracker/coverage.hpp"
@@ -68,6 +69,7 @@ private:
     std::optional<EventType> sceneChange;  // of this frame
     SceneModel scene;
     Coverage coverage;
+    BlobFit blobFit;
     Tracks tracks{options, scene};
     StaticObjects staticObjects{options};
     Confidences confidences;
@@ -173,18 +175,22 @@ void Tracker::Impl::Associate(MaskedFrame const& image) {
     for (Track& track : tracks.All()) {
         if (track.state.visibility != Visibility::Lost) followed.push_back(&track);
     }
-    PairWithBlobs(followed, BlobsOf(foreground.Cells(), PersonGap), image);
+    auto const blobs = BlobsOf(foreground.Cells(), PersonGap);
+    PairWithBlobs(followed, blobs, image);
     Place(followed, coverage);
     auto const visible = Judge(followed, coverage);
+    blobFit = FitToBlobs(visible, blobs, foreground.Cells(), scene.scale);
     for (Track& track : tracks.All()) {
         bool const isSeen = std::find(visible.begin(), visible.end(), &track) != visible.end();
         isSeen ? tracks.NoteSeen(track) : tracks.NoteUnseen(track);
     }
+    for (int const id : blobFit.parts) tracks.Remove(id);
     tracks.NoteAlone();
 }
 
 void Tracker::Impl::Initiate(MaskedFrame const& image) {
-    auto const found = FindNewObjects(foreground.Cells(), coverage, scene, minimumHeight);
+    auto const found =
+        FindNewObjects(foreground.Cells(), coverage, scene, blobFit.claimed, minimumHeight);
     std::vector<Track*> absent;
     for (Track& track : tracks.All()) {
         if (track.state.framesUnseen > 0) absent.push_back(&track);
@@ -194,7 +200,7 @@ void Tracker::Impl::Initiate(MaskedFrame const& image) {
         if (pairs[i]) tracks.Resume(*absent[*pairs[i]], found[i]);
     }
     for (std::size_t i = 0; i < found.size(); ++i) {
-        if (!pairs[i]) tracks.Start(found[i]);
+        if (!pairs[i]) TakeOwnSize(tracks.Start(found[i]), found[i], scene.scale);
     }
 }
 

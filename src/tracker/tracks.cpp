@@ -47,7 +47,7 @@ std::vector<TrackEvent> Tracks::TakeEvents() { return std::exchange(events, {});
 void Tracks::Resize(Track& track) const {
     Pose& pose = track.state.pose;
     if (auto const usual = scene.scale.SizeAt(pose.foot)) {
-        pose.width = usual->width * track.sizeFactor;
+        pose.width = usual->width * track.sizeFactor * track.widthFactor;
         pose.height = usual->height * track.sizeFactor;
     } else {
         pose.width = track.ownWidth;
@@ -137,6 +137,13 @@ void Tracks::NoteUndetected(Track& track) {
     state.visibility = isOccluded ? Visibility::Occluded : Visibility::Lost;
 }
 
+void Tracks::Remove(int id) {
+    auto const found = std::find_if(tracks.begin(), tracks.end(),
+                                    [id](Track const& track) { return track.id == id; });
+    if (found->confirmed) Tell(EventType::Left, *found);
+    tracks.erase(found);
+}
+
 bool Tracks::IsInFrame(Box const& box, float margin) const {
     return box.left >= margin && box.top >= margin &&
            box.right <= static_cast<float>(grid.size.width) - margin &&
@@ -157,6 +164,7 @@ void Tracks::NoteAlone() {
             if (other.state.visibility == Visibility::Lost || other.id == track.id) continue;
             if (Intersection(wide, BoxOf(other.state.pose)) > 0) track.isAlone = false;
         }
+        if (track.isAlone) ++track.framesAlone;
     }
 }
 

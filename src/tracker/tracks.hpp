@@ -52,6 +52,9 @@ public:
     // Ends what has left, what is unseen for too long, and the younger of two on one object.
     void End();
 
+    // Ends one that turned out to be part of another.
+    void Remove(int id);
+
     // What has happened since the last call.
     std::vector<TrackEvent> TakeEvents();
 

@@ -1,7 +1,10 @@
 // Parts of the tracker that cannot be seen well from outside.
 
+#include <vector>
+
 #include <gtest/gtest.h>
 
+#include "tracker/blob_fit.hpp"
 #include "tracker/initiation.hpp"
 #include "tracker/occlusion_map.hpp"
 
@@ -38,10 +41,56 @@ TEST(OcclusionMap, HidesWhereSeveralObjectsPassedAndWereNotSeen) {
     }
 }
 
-// A blob is an object when enough of it is where a usual object would be.
-TEST(Initiation, TakesWhatAUsualObjectExplains) {
+SceneModel PeopleOf40Cells() {
     SceneModel scene;
     for (int i = 0; i < 60; ++i) scene.scale.Learn({0, static_cast<float>(60 + i), 16, 40});
+    return scene;
+}
+
+// Tracks on one large blob are parts of one object, unless they have been seen apart.
+TEST(BlobFit, TakesALorryForOneObject) {
+    SceneModel const scene = PeopleOf40Cells();
+    struct Case {
+        char const* name;
+        int framesAlone;  // of the second and third track
+        cv::Rect blob;
+        std::size_t parts;
+        bool isLarge;
+    };
+    for (Case const& one : {Case{"a lorry", 0, {50, 40, 70, 90}, 2, true},
+                            Case{"people before a lorry", 9, {50, 40, 70, 90}, 0, false},
+                            Case{"three people", 0, {50, 88, 46, 42}, 0, false}}) {
+        SCOPED_TRACE(one.name);
+        cv::Mat1b cells(160, 200, std::uint8_t{0});
+        cells(one.blob) = 255;
+        std::vector<Track> tracks(3);
+        std::vector<Track*> pointers;
+        for (int i = 0; i < 3; ++i) {
+            Track& track = tracks[static_cast<std::size_t>(i)];
+            track.id = i + 1;
+            track.framesSeen = 9 - i;
+            track.framesAlone = i == 0 ? 9 : one.framesAlone;
+            track.state.stencil = track.silhouette.Draw(16, 40);
+            track.state.cellX = 58 + 15 * i;
+            track.state.cellFoot = 130;
+            pointers.push_back(&track);
+        }
+        BlobFit fit;
+        for (int frame = 0; frame < 20; ++frame) {
+            fit = FitToBlobs(pointers, BlobsOf(cells, PersonGap), cells, scene.scale);
+        }
+        EXPECT_EQ(fit.parts.size(), one.parts);
+        EXPECT_EQ(tracks[0].isLarge, one.isLarge);
+        if (!one.isLarge) continue;
+        EXPECT_NEAR(40 * tracks[0].sizeFactor, one.blob.height, 1);
+        EXPECT_NEAR(16 * tracks[0].sizeFactor * tracks[0].widthFactor, one.blob.width, 1);
+        EXPECT_EQ(tracks[0].state.cellFoot, one.blob.br().y);
+    }
+}
+
+// A blob is an object when enough of it is where a usual object would be.
+TEST(Initiation, TakesWhatAUsualObjectExplains) {
+    SceneModel const scene = PeopleOf40Cells();
     struct Case {
         char const* name;
         cv::Rect outside, hole;
@@ -52,6 +101,8 @@ TEST(Initiation, TakesWhatAUsualObjectExplains) {
              Case{"two side by side", {50, 50, 36, 40}, {}, 2},
              Case{"less than half a person", {50, 70, 16, 20}, {}, 0},
              Case{"a pole", {50, 50, 4, 40}, {}, 0},
+             Case{"a lorry", {50, 40, 60, 85}, {}, 1},
+             Case{"a car", {50, 50, 80, 40}, {}, 1},
              Case{"a frame with nothing in it", {40, 30, 60, 75}, {43, 33, 54, 69}, 0},
          }) {
         cv::Mat1b cells(160, 200, std::uint8_t{0});
@@ -59,7 +110,7 @@ TEST(Initiation, TakesWhatAUsualObjectExplains) {
         if (!one.hole.empty()) cells(one.hole) = 0;
         Coverage coverage;
         coverage.Begin(cells, cv::Mat1b(cells.size(), std::uint8_t{0}));
-        EXPECT_EQ(FindNewObjects(cells, coverage, scene, 10).size(), one.objects) << one.name;
+        EXPECT_EQ(FindNewObjects(cells, coverage, scene, {}, 10).size(), one.objects) << one.name;
     }
 }
 
