@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -22,6 +23,17 @@ bool IsForDense(float const* costs, std::size_t rows, std::size_t columns, Surve
            HaveTies(costs, rows, columns);
 }
 
+// As in a picture where no track overlaps any detection. All cells are 0 after one move at most. If
+// zeros were there from the start, each row has taken the next column; if not, each search has
+// primed every row before the next, and so shifted their pairs by one column.
+void MarkEqualCosts(float cost, std::size_t rows, std::size_t columns, std::uint8_t* marks) {
+    if (cost >= std::numeric_limits<float>::max()) return;
+    std::size_t const pairs = std::min(rows, columns);
+    for (std::size_t row = 0; row < pairs; ++row) {
+        marks[(cost == 0 ? row : pairs - 1 - row) * rows + row] = 1;
+    }
+}
+
 }  // namespace
 
 void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std::uint8_t* marks) {
@@ -34,6 +46,9 @@ void MarkPairs(float const* costs, std::int64_t rows, std::int64_t columns, std:
     }
     std::fill_n(marks, cells, std::uint8_t{0});
     if (cells == 0) return;
+    if (std::all_of(costs, costs + cells, [&](float cost) { return cost == *costs; })) {
+        return MarkEqualCosts(*costs, rowCount, columnCount, marks);
+    }
     if (IsForDense(costs, rowCount, columnCount, survey) ||
         !SolveDeferred(costs, survey, rowCount, columnCount, marks)) {
         SolveDense({costs, rowCount, survey.largest, survey.isNegative, nullptr}, rowCount,

@@ -19,7 +19,7 @@ namespace {
 
 bool SolveDeferredInLanes(float const* costs, Survey const& survey, std::size_t rows,
                           std::size_t columns, std::uint8_t* marks) {
-    DeferredMatrix matrix(costs, survey.largest, rows, columns);
+    DeferredMatrix matrix(costs, survey, rows, columns);
     switch (FindPairs(matrix, StarZeros(matrix))) {
         case Ending::Found:
         case Ending::NoneLeft: WriteMarks(matrix, marks); return true;

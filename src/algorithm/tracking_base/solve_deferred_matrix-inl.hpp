@@ -18,6 +18,7 @@
 #include "algorithm/tracking_base/solve_lanes-inl.hpp"
 #include "algorithm/tracking_base/solve_rebase-inl.hpp"
 #include "algorithm/tracking_base/solve_rows-inl.hpp"
+#include "algorithm/tracking_base/solve_survey.hpp"
 #include "algorithm/tracking_base/solve_workspace.hpp"
 
 HWY_BEFORE_NAMESPACE();
@@ -25,18 +26,23 @@ namespace kes::algorithm::tracking_base::hungarian::HWY_NAMESPACE {
 
 class DeferredMatrix {
 public:
-    DeferredMatrix(float const* costs, float largest, std::size_t rows, std::size_t columns)
-        : marking(rows, columns), rows(rows), columns(columns), known(rows, columns, largest) {
+    DeferredMatrix(float const* costs, Survey const& survey, std::size_t rows, std::size_t columns)
+        : marking(rows, columns),
+          rows(rows),
+          columns(columns),
+          hasZero(survey.hasZero),
+          known(rows, columns, survey.largest) {
         Workspace measure;
         TakeArrays(measure);
         workspace = Workspace(measure.Used());
         TakeArrays(workspace);
         Load(costs);
-        known.sums.Start(byColumn, columns * known.paddedRows, columns, largest);
+        known.sums.Start(byColumn, columns * known.paddedRows, columns, survey.largest);
         known.free.Start(rows, columns);
     }
 
     std::size_t FirstFreeZero(std::size_t row) const {
+        if (!hasZero) return NotFound;
         for (std::size_t column = 0;; ++column) {
             column = FirstAtMost(known.CostsOf(row), column, known.paddedColumns, 0);
             if (column == NotFound || known.free.IsFree(column)) return column;
@@ -180,6 +186,7 @@ private:
 
     std::size_t rows;
     std::size_t columns;
+    bool hasZero;  // of the costs, at least one
     bool isFirstSearch = true;
     std::size_t candidate = NotFound;  // the first uncovered row whose bound is at most 0
     std::size_t earlierReplayed = 0;   // before the last rebasing

@@ -57,17 +57,22 @@ public:
 
     std::size_t Groups() const { return IsSmall ? 1 : (rows + GroupRows - 1) / GroupRows; }
     std::size_t ColumnWords() const { return IsSmall ? 1 : (columns + WordBits - 1) / WordBits; }
+    // Whole vectors, but no power of two, of which a cache holds few lines.
+    std::size_t ZeroStride() const {
+        constexpr std::size_t Line = 64 / sizeof(RowBits);
+        return IsSmall ? WordBits : (columns + Line - 1) / Line * Line + Line;
+    }
     std::size_t PaddedRows() const { return Groups() * GroupRows; }
 
     RowBits* ZerosOf(std::size_t group, std::size_t column) const {
-        return zeros + column * Groups() + group;
+        return zeros + group * ZeroStride() + column;
     }
 
     void TakeArrays(Workspace& from) {
         cells = from.Take<float>(columns * PaddedRows());
         coveredMask = from.TakeZeroed<float>(PaddedRows());
         leastOfRow = from.Take<float>(PaddedRows());
-        zeros = from.TakeZeroed<RowBits>(IsSmall ? WordBits : columns * Groups());
+        zeros = from.TakeZeroed<RowBits>(Groups() * ZeroStride());
         allColumns = from.TakeZeroed<std::uint64_t>(ColumnWords());
         mergedColumns = from.Take<std::uint64_t>(ColumnWords());
     }
@@ -96,9 +101,25 @@ public:
         }
     }
 
-    void StartSearch() {
+    // Returns the rows' zeros in these columns, of the first group where IsSmall.
+    std::uint64_t StartSearch(std::uint64_t const* freeColumns) {
+        hasLeasts = IsSmall;
         std::fill_n(mergedColumns, ColumnWords(), 0);
-        hasLeasts = false;
+        if constexpr (!IsSmall) return 0;
+        // Nearly every search of a small matrix makes a move, and one pass is less than two.
+        D const d;
+        Vector least[VectorsOfGroup];
+        std::fill(least, least + VectorsOfGroup, hn::Set(d, Infinity));
+        std::uint64_t found = 0;
+        VisitBits(freeColumns[0], 0, [&](std::size_t column) {
+            found |= *ZerosOf(0, column);
+            Merge(CellsOf(0, column), least);
+        });
+        for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+            hn::Store(least[i], d, leastOfRow + i * hn::Lanes(d));
+        }
+        mergedColumns[0] = freeColumns[0];
+        return found;
     }
 
     void CoverRow(std::size_t row) { coveredMask[row] = std::bit_cast<float>(~std::uint32_t{0}); }
@@ -112,7 +133,6 @@ public:
         auto leastOfAll = infinity;
         for (std::size_t group = 0; group < Groups(); ++group) {
             std::size_t const start = group * GroupRows;
-            // Each vector has its own, as each waits for the one before.
             Vector least[VectorsOfGroup];
             for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
                 least[i] =
@@ -120,12 +140,8 @@ public:
             }
             for (std::size_t word = 0; word < ColumnWords(); ++word) {
                 std::uint64_t const added = uncoveredColumns[word] & ~mergedColumns[word];
-                VisitBits(added, word * WordBits, [&](std::size_t column) {
-                    float const* const cell = CellsOf(group, column);
-                    for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
-                        least[i] = hn::Min(least[i], hn::Load(d, cell + i * hn::Lanes(d)));
-                    }
-                });
+                VisitBits(added, word * WordBits,
+                          [&](std::size_t column) { Merge(CellsOf(group, column), least); });
             }
             for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
                 std::size_t const row = start + i * hn::Lanes(d);
@@ -156,6 +172,14 @@ private:
 
     float* CellsOf(std::size_t group, std::size_t column) const {
         return cells + (group * columns + column) * GroupRows;
+    }
+
+    // Each vector has its own least values, as each step waits for the one before.
+    static HWY_INLINE void Merge(float const* cell, Vector* least) {
+        D const d;
+        for (std::size_t i = 0; i < VectorsOfGroup; ++i) {
+            least[i] = hn::Min(least[i], hn::Load(d, cell + i * hn::Lanes(d)));
+        }
     }
 
     // A function of its own, or else g++ keeps half of its loops' variables in memory.
@@ -208,7 +232,7 @@ private:
     float* cells;            // column after column of a group, group after group
     float* coveredMask;      // all bits of a covered row's element
     float* leastOfRow;       // of its values in merged columns, while it is not covered
-    RowBits* zeros;          // group after group of a column: where it holds 0
+    RowBits* zeros;          // column after column of a group: where it holds 0
     bool hasLeasts = false;  // of this search
     std::uint64_t* allColumns;
     std::uint64_t* mergedColumns;  // in leastOfRow

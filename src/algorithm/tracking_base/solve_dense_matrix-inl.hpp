@@ -59,21 +59,18 @@ public:
 
     bool StartSearch(std::size_t) {
         std::copy(freeColumns, freeColumns + cells.ColumnWords(), uncoveredColumns);
-        cells.StartSearch();
+        std::uint64_t const zerosOfSmall = cells.StartSearch(freeColumns);
         if constexpr (IsSmall) {
-            std::uint64_t found = 0;
-            VisitBits(freeColumns[0], 0,
-                      [&](std::size_t column) { found |= *cells.ZerosOf(0, column); });
-            rowsWithZero[0] = found;
+            rowsWithZero[0] = zerosOfSmall;
             return true;
         }
-        std::fill_n(rowsWithZero, cells.Groups(), 0);
-        for (std::size_t word = 0; word < cells.ColumnWords(); ++word) {
-            VisitBits(freeColumns[word], word * WordBits, [&](std::size_t column) {
-                for (std::size_t group = 0; group < cells.Groups(); ++group) {
-                    rowsWithZero[group] |= *cells.ZerosOf(group, column);
-                }
-            });
+        for (std::size_t group = 0; group < cells.Groups(); ++group) {
+            std::uint64_t found = 0;
+            for (std::size_t word = 0; word < cells.ColumnWords(); ++word) {
+                VisitBits(freeColumns[word], word * WordBits,
+                          [&](std::size_t column) { found |= *cells.ZerosOf(group, column); });
+            }
+            rowsWithZero[group] = found;
         }
         return true;
     }
@@ -121,7 +118,10 @@ public:
 
     void EndSearch(std::size_t column) {
         ClearBit(freeColumns, column);
-        while (coveredCount > 0) UndoCover();
+        for (; coveredCount > 0; --coveredCount) {
+            SetBit(uncoveredRows, covered[coveredCount - 1].row);
+            cells.UncoverRow(covered[coveredCount - 1].row);
+        }
         knownPrimes = 0;
     }
 
@@ -156,12 +156,14 @@ private:
             std::uint64_t const found = among[0] & WhereBitIsSet(cells.ZerosOf(0, 0), row, columns);
             return found == 0 ? NotFound : FirstBit(found);
         }
-        std::size_t const group = row / WordBits;
+        auto const* const zeros = cells.ZerosOf(row / WordBits, 0);
         for (std::size_t word = 0; word < cells.ColumnWords(); ++word) {
-            for (std::uint64_t left = among[word]; left != 0; left &= left - 1) {
-                std::size_t const column = word * WordBits + FirstBit(left);
-                if ((*cells.ZerosOf(group, column) >> row % WordBits & 1) != 0) return column;
-            }
+            std::size_t const start = word * WordBits;
+            if (among[word] == 0) continue;
+            std::uint64_t const found =
+                among[word] &
+                WhereBitIsSet(zeros + start, row % WordBits, std::min(WordBits, columns - start));
+            if (found != 0) return start + FirstBit(found);
         }
         return NotFound;
     }

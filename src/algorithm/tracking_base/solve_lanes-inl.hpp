@@ -186,25 +186,28 @@ HWY_INLINE void Transpose(float const* from, std::size_t count, std::size_t leng
     }
 #else
     hn::CappedTag<float, 4> const d;
-    for (std::size_t line = 0; line < toStride; line += 4) {
-        auto const load = [&](std::size_t k, std::size_t i) {
+    auto const transpose = [&](std::size_t line, std::size_t i) HWY_ATTR {
+        auto const load = [&](std::size_t k) HWY_ATTR {
             return line + k < count ? hn::Load(d, from + (line + k) * fromStride + i)
                                     : hn::Set(d, Infinity);
         };
+        auto const store = [&](std::size_t k, hn::Vec<hn::CappedTag<float, 4> > values) HWY_ATTR {
+            if (i + k < length) hn::Store(values, d, to + (i + k) * toStride + line);
+        };
+        auto const line0 = load(0), line1 = load(1), line2 = load(2), line3 = load(3);
+        auto const evenLower = hn::InterleaveLower(d, line0, line2);
+        auto const oddLower = hn::InterleaveLower(d, line1, line3);
+        auto const evenUpper = hn::InterleaveUpper(d, line0, line2);
+        auto const oddUpper = hn::InterleaveUpper(d, line1, line3);
+        store(0, hn::InterleaveLower(d, evenLower, oddLower));
+        store(1, hn::InterleaveUpper(d, evenLower, oddLower));
+        store(2, hn::InterleaveLower(d, evenUpper, oddUpper));
+        store(3, hn::InterleaveUpper(d, evenUpper, oddUpper));
+    };
+    // Whole cache lines of 16 values at a time.
+    for (std::size_t block = 0; block < toStride; block += LaneMultiple) {
         for (std::size_t i = 0; i < length; i += 4) {
-            auto const store = [&](std::size_t k, auto values) {
-                if (i + k < length) hn::Store(values, d, to + (i + k) * toStride + line);
-            };
-            auto const line0 = load(0, i), line1 = load(1, i), line2 = load(2, i),
-                       line3 = load(3, i);
-            auto const evenLower = hn::InterleaveLower(d, line0, line2);
-            auto const oddLower = hn::InterleaveLower(d, line1, line3);
-            auto const evenUpper = hn::InterleaveUpper(d, line0, line2);
-            auto const oddUpper = hn::InterleaveUpper(d, line1, line3);
-            store(0, hn::InterleaveLower(d, evenLower, oddLower));
-            store(1, hn::InterleaveUpper(d, evenLower, oddLower));
-            store(2, hn::InterleaveLower(d, evenUpper, oddUpper));
-            store(3, hn::InterleaveUpper(d, evenUpper, oddUpper));
+            for (std::size_t k = 0; k < LaneMultiple; k += 4) transpose(block + k, i);
         }
     }
 #endif

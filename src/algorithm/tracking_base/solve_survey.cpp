@@ -22,14 +22,16 @@ HWY_INLINE Survey SurveyVectors(D d, float const* costs, std::size_t count) {
     auto const lowest = hn::Set(d, -std::numeric_limits<float>::infinity());
     auto isValid = hn::Eq(zero, zero);
     auto isNegative = hn::Lt(zero, zero);
+    auto isZero = isNegative;
     auto largest = zero;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
         auto const cost = hn::LoadU(d, costs + i);
         isValid = hn::And(isValid, hn::Gt(cost, lowest));  // NaN is greater than nothing
         isNegative = hn::Or(isNegative, hn::Lt(cost, zero));
+        isZero = hn::Or(isZero, hn::Eq(cost, zero));
         largest = hn::Max(largest, hn::IfThenElseZero(hn::Lt(cost, forbidden), hn::Abs(cost)));
     }
-    return {hn::AllTrue(d, isValid), !hn::AllFalse(d, isNegative),
+    return {hn::AllTrue(d, isValid), !hn::AllFalse(d, isNegative), !hn::AllFalse(d, isZero),
             hn::GetLane(hn::MaxOfLanes(d, largest))};
 }
 
@@ -39,7 +41,7 @@ Survey SurveyInLanes(float const* costs, std::size_t count) {
     Survey const most = SurveyVectors(d, costs, whole);
     Survey const rest = SurveyVectors(hn::CappedTag<float, 1>(), costs + whole, count - whole);
     return {most.isValid && rest.isValid, most.isNegative || rest.isNegative,
-            std::max(most.largest, rest.largest)};
+            most.hasZero || rest.hasZero, std::max(most.largest, rest.largest)};
 }
 
 bool HaveTiesInLanes(float const* costs, std::size_t rows, std::size_t columns) {

@@ -8,6 +8,7 @@ namespace kes::algorithm::tracking_base::hungarian {
 struct Survey {
     bool isValid;     // neither NaN nor negative infinity among them
     bool isNegative;  // at least one
+    bool hasZero;     // at least one
     float largest;    // magnitude of those that forbid nothing, or 0
 };
 
