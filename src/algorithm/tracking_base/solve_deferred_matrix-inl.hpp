@@ -87,7 +87,8 @@ public:
 
     std::size_t PrimeOf(std::size_t row) const { return primeOfRow[row]; }
 
-    void Cover(std::size_t row, std::size_t column) {
+    // Inlined into the steps: a call takes 1 to 3 % of the time.
+    HWY_INLINE void Cover(std::size_t row, std::size_t column) {
         known.values.history.CoverRow(row);
         known.sums.CoverRow(row);
         SetElement(Infinity, row, known.now.least);
