@@ -40,29 +40,31 @@ py::array StateView(py::object const& self,
 py::array Means(py::object const& self) { return StateView(self, &Smog::Gaussian::means); }
 py::array Variances(py::object const& self) { return StateView(self, &Smog::Gaussian::variances); }
 
-BitMask MaskOf(py::handle object, Frame const& frame) {
+// Of the mask, only what a blob can look at.
+BitMask MaskOf(py::handle object, Frame const& frame, Blob const& blob) {
     if (object.is_none()) throw py::type_error("mask is None; it must be a numpy.ndarray");
     BitMask mask = EmptyMask(frame.GetSize());
-    ReadMask(object, "mask", frame.GetSize(), mask);
+    ReadMask(object, "mask", frame.GetSize(), mask, std::min(blob[1], blob[3]),
+             std::max(blob[1], blob[3]));
     return mask;
 }
 
 void Update(Smog& smog, Blob const& blob, py::handle mask, py::handle pixels, py::handle format) {
     Frame const frame = FrameOf(pixels, format);
-    smog.Update(RectangleOf(blob), MaskOf(mask, frame), frame);
+    smog.Update(RectangleOf(blob), MaskOf(mask, frame, blob), frame);
 }
 
 float Score(Smog const& smog, Blob const& blob, py::handle mask, py::handle pixels,
             py::handle format) {
     Frame const frame = FrameOf(pixels, format);
-    return smog.ScoreBlob(RectangleOf(blob), MaskOf(mask, frame), frame);
+    return smog.ScoreBlob(RectangleOf(blob), MaskOf(mask, frame, blob), frame);
 }
 
 BlobScore Search(Smog const& smog, Blob const& blob, py::handle mask, py::handle pixels,
                  Pair const& predictedCentre, Pair const& expectedSize, py::handle format,
                  unsigned int tag) {
     Frame const frame = FrameOf(pixels, format);
-    return smog.PartitionAndScoreBlob(RectangleOf(blob), tag, MaskOf(mask, frame), frame,
+    return smog.PartitionAndScoreBlob(RectangleOf(blob), tag, MaskOf(mask, frame, blob), frame,
                                       {predictedCentre[0], predictedCentre[1]},
                                       {expectedSize[0], expectedSize[1]});
 }

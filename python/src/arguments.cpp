@@ -176,7 +176,8 @@ algorithm::BitMask EmptyMask(Size frameSize) {
     return algorithm::MakeEmptyMask(frameSize.width / 2, frameSize.height / 2);
 }
 
-void ReadMask(py::handle object, char const* name, Size frameSize, algorithm::BitMask& mask) {
+void ReadMask(py::handle object, char const* name, Size frameSize, algorithm::BitMask& mask,
+              std::int64_t firstRow, std::int64_t lastRow) {
     if (object.is_none()) {
         std::fill(mask.words.begin(), mask.words.end(), 0U);
         return;
@@ -206,12 +207,14 @@ void ReadMask(py::handle object, char const* name, Size frameSize, algorithm::Bi
                " has columns that are not contiguous: copy it with numpy.ascontiguousarray");
     }
 
-    auto const* const first = static_cast<std::uint8_t const*>(array.data());
+    auto const* const bytes = static_cast<std::uint8_t const*>(array.data());
     auto const row = [&](std::size_t y) {
-        return first + static_cast<py::ssize_t>(y) * array.strides(0);
+        return bytes + static_cast<py::ssize_t>(y) * array.strides(0);
     };
     std::vector<std::uint8_t> cells(isPixels ? mask.width : 0);
-    for (std::size_t cellY = 0; cellY < mask.height; ++cellY) {
+    auto const first = static_cast<std::size_t>(std::max<std::int64_t>(firstRow, 0));
+    auto const last = static_cast<std::size_t>(std::clamp<std::int64_t>(lastRow, 0, mask.height));
+    for (std::size_t cellY = first; cellY < last; ++cellY) {
         std::uint32_t* const words = &mask.words[cellY * wordsPerRow];
         if (isWords) {
             std::memcpy(words, row(cellY), wordsPerRow * sizeof *words);

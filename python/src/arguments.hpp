@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
@@ -55,7 +56,10 @@ algorithm::BitMask EmptyMask(Size frameSize);
 
 // A mask argument for frames of this size: words packed as BitMask has them (uint32), cells or
 // pixels (uint8 or bool, set where not 0; a cell is set when any of its four pixels is). None sets
-// no cell. `mask` has the size of EmptyMask(frameSize).
-void ReadMask(py::handle object, char const* name, Size frameSize, algorithm::BitMask& mask);
+// no cell. `mask` has the size of EmptyMask(frameSize); only the rows of cells from `firstRow` to
+// before `lastRow`, as far as there are such, are written.
+void ReadMask(py::handle object, char const* name, Size frameSize, algorithm::BitMask& mask,
+              std::int64_t firstRow = 0,
+              std::int64_t lastRow = std::numeric_limits<std::int64_t>::max());
 
 }  // namespace kes::python

@@ -135,13 +135,16 @@ void MaskArray::Write(std::uint32_t const* words, std::size_t frameIndex) const 
     std::size_t const wordsPerRow = algorithm::WordsPerRow(cellsPerRow);
     std::size_t const cellRows = frameSize.height / 2;
     std::uint8_t* const frame = first + static_cast<py::ssize_t>(frameIndex) * frameStride;
+    auto const bytesPerRow = wordsPerRow * sizeof *words;
+    if (form == MaskForm::Packed && rowStride == static_cast<py::ssize_t>(bytesPerRow)) {
+        std::memcpy(frame, words, bytesPerRow * cellRows);
+        return;
+    }
     auto const row = [&](std::size_t y) { return frame + static_cast<py::ssize_t>(y) * rowStride; };
     for (std::size_t cellY = 0; cellY < cellRows; ++cellY, words += wordsPerRow) {
         switch (form) {
             case MaskForm::Half: WriteRow<32>(words, row(cellY), cellsPerRow, WriteCells); break;
-            case MaskForm::Packed:
-                std::memcpy(row(cellY), words, wordsPerRow * sizeof *words);
-                break;
+            case MaskForm::Packed: std::memcpy(row(cellY), words, bytesPerRow); break;
             case MaskForm::Full:
                 WriteRow<64>(words, row(2 * cellY), 2 * cellsPerRow, WritePairs);
                 // The last column of an odd width belongs to no cell.

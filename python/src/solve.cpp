@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -102,8 +103,9 @@ py::tuple Solve(py::handle costs) {
     py::ssize_t pairs = 0;
     std::uint8_t const* column = marks.data();
     for (py::ssize_t c = 0; c < columns; ++c, column += rows) {
-        auto const* const found = std::find(column, column + rows, Pair);
-        if (found == column + rows) continue;
+        auto const* const found = static_cast<std::uint8_t const*>(
+            std::memchr(column, Pair, static_cast<std::size_t>(rows)));
+        if (found == nullptr) continue;
         columnOfRow[static_cast<std::size_t>(found - column)] = c;
         ++pairs;
     }
