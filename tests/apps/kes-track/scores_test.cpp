@@ -110,6 +110,12 @@ TEST(Scores, RefuseTwoBoxesOfOneIdInAFrame) {
     }
 }
 
+TEST(Scores, RefuseMorePairsThanFitIntoMemory) {
+    std::vector<mot::Row> many;
+    for (int i = 0; i < 4097; ++i) many.push_back(At(1, i, static_cast<float>(i)));
+    EXPECT_THROW(Compare(many, many, All), std::invalid_argument);
+}
+
 // Boxes that jostle, some missing, some invented, numbers that change.
 struct Jostle {
     std::vector<mot::Row> truth, result;
