@@ -15,7 +15,8 @@ constexpr float SameObject = 0.3F;  // overlap of two sightings
 constexpr float StillThere = 0.4F;  // of its shape
 constexpr float LeastFill = 0.35F;  // of its box: less is a flicker of edges
 
-cv::Size const SightingGap{3, 3};
+constexpr float About = 0.3F;      // an object, in its widths
+constexpr float ScrapGap = 0.04F;  // of the frame's height: nearer ones are one object
 
 struct Sighting {
     Box box;
@@ -33,11 +34,14 @@ std::vector<Sighting> FindSightings(cv::Mat1b const& standing, cv::Mat1b const& 
     rest.setTo(0, explained);
     if (cv::countNonZero(rest) == 0) return {};
     std::vector<Sighting> sightings;
-    for (Blob const& blob : BlobsOf(rest, SightingGap)) {
+    int const gap =
+        std::max(3, 2 * static_cast<int>(ScrapGap * static_cast<float>(rest.rows) / 2) + 1);
+    for (Blob const& blob : BlobsOf(rest, {gap, gap})) {
         auto const width = static_cast<float>(blob.box.width);
         auto const height = static_cast<float>(blob.box.height);
+        auto const area = static_cast<float>(cv::countNonZero(rest(blob.box) & blob.shape));
         bool const isLarge = width >= leastSide && height >= leastSide;
-        if (!isLarge || static_cast<float>(blob.area) < LeastFill * width * height) continue;
+        if (!isLarge || area < LeastFill * width * height) continue;
         auto const left = static_cast<float>(blob.box.x);
         auto const top = static_cast<float>(blob.box.y);
         sightings.push_back({{left, top, left + width, top + height}, blob.shape});
@@ -54,6 +58,15 @@ bool IsThere(StaticObject const& object, cv::Mat1b const& foreground, cv::Mat1b 
 }
 
 }  // namespace
+
+void CoverAbout(Pose const& pose, cv::Mat1b& explained) {
+    Box const box = BoxOf(pose);
+    float const about = About * pose.width;
+    cv::Point const corner(static_cast<int>(box.left - about), static_cast<int>(box.top));
+    cv::Point const opposite(static_cast<int>(box.right + about),
+                             static_cast<int>(box.bottom + about));
+    explained(cv::Rect(corner, opposite) & cv::Rect({}, explained.size())) = 255;
+}
 
 StaticChanges StaticObjects::Process(Foreground const& foreground, cv::Mat1b const& explained,
                                      std::function<int()> const& newId) {

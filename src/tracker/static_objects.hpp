@@ -29,6 +29,10 @@ struct StaticChanges {
     std::vector<StaticObject> absorbed;  // joined the background; may still be there
 };
 
+// Marks what is about a followed object as explained: what belongs to it, such as its shadow or a
+// chair that it has moved, is no static object of its own.
+void CoverAbout(Pose const& pose, cv::Mat1b& explained);
+
 class StaticObjects {
 public:
     // settings: of this tracker, and outlive this.

@@ -207,6 +207,9 @@ void Tracker::Impl::Initiate(MaskedFrame const& image) {
 void Tracker::Impl::UpdateStaticObjects() {
     cv::Mat1b explained;
     cv::compare(coverage.Levels(), 0, explained, cv::CMP_GT);
+    for (Track const& track : tracks.All()) {
+        if (track.state.visibility != Visibility::Lost) CoverAbout(track.state.pose, explained);
+    }
     auto const changes =
         staticObjects.Process(foreground, explained, [this] { return tracks.NewId(); });
     auto const tell = [this](EventType type, std::vector<StaticObject> const& some) {

@@ -302,6 +302,14 @@ TEST(Tracker, RaisesACaseThatStandsAndItsRemoval) {
     EXPECT_GT(tracker::Overlap(there[0].box, {200, 250, 236, 276}), 0.6F);
 }
 
+TEST(Tracker, TakesScrapsThatAreNearForOneStaticObject) {
+    for (auto const& [apart, objects] : {std::pair{10, 1U}, {60, 2U}}) {
+        Watched const run = Track(
+            Hall({}, {{20, 999, {150, 250, 24, 26}}, {20, 999, {174 + apart, 250, 24, 26}}}), 120);
+        EXPECT_EQ(run.FramesOf(EventType::Stopped).size(), objects) << apart << " pixels apart";
+    }
+}
+
 TEST(Tracker, FindsNobodyInAnEmptyHallNorWhereNoneIsToBeSeen) {
     tracker::Options blind = HallOptions();
     blind.exclude = {Hall::Width / 2, Hall::Height / 2,
