@@ -39,17 +39,22 @@ void Conditioner::Align(cv::Mat1b const& picture) {
     result = aligned;
 }
 
+void Conditioner::Begin(cv::Mat1b const& picture) {
+    background.Begin(picture);
+    egoMotion = {};
+    egoMotion.Choose(picture);
+    illumination = {};
+    isKnown = true;
+    isFollowed = true;
+    pictures = 1;
+    offset = {};
+    result = picture;
+}
+
 cv::Mat1b const& Conditioner::Process(cv::Mat1b const& picture, cv::Mat1b const& foreground) {
     if (!isKnown || background.Luma().size() != picture.size()) {
-        background.Begin(picture);
-        egoMotion = {};
-        egoMotion.Choose(picture);
-        illumination = {};
-        isKnown = true;
-        isFollowed = true;
-        pictures = 1;
-        offset = {};
-        return result = picture;
+        Begin(picture);
+        return result;
     }
     if (++pictures % ChooseEvery == 0) egoMotion.Choose(background.Luma());
     Align(picture);

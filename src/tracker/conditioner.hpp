@@ -13,6 +13,9 @@ namespace kes::tracker {
 
 class Conditioner {
 public:
+    // Takes this picture for the background.
+    void Begin(cv::Mat1b const& picture);
+
     // The picture as it would look in the background's place and light; it itself where that is the
     // same. Good until the next call. foreground: 255 where the picture before had some, at any
     // size.

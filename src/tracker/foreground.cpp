@@ -1,10 +1,13 @@
 #include "tracker/foreground.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 
 #include <kes/algorithm/bit_mask.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include "tracker/luma.hpp"
 
 namespace kes::tracker {
 namespace {
@@ -14,14 +17,7 @@ namespace {
 constexpr float LargestAllowance = 1;
 constexpr float LevelsOfAllowance = 10;
 
-cv::Mat1b LumaOf(Frame const& frame) {
-    auto const& plane = frame.GetPlane(0);
-    // OpenCV has no view of constant memory; this one is only read.
-    auto* const pixels =
-        const_cast<unsigned char*>(static_cast<unsigned char const*>(plane.GetBuffer()));
-    return {static_cast<int>(frame.GetHeight()), static_cast<int>(frame.GetWidth()), pixels,
-            static_cast<std::size_t>(plane.GetStride())};
-}
+constexpr double MostRehearsed = 400;  // frames of a known background
 
 Frame GreyFrame(cv::Mat1b const& luma, Frame::TimePoint timestamp) {
     Frame::Planes planes{};
@@ -62,25 +58,28 @@ Foreground::Foreground(Options const& settings)
       segmenter({settings.framesPerSecond, settings.stationaryTime, settings.holdOnTime,
                  settings.threshold, settings.thresholdFactor}) {}
 
+void Foreground::Fit(Grid const& grid) {
+    auto const width = static_cast<unsigned>(grid.maskSize.width);
+    auto const height = static_cast<unsigned>(grid.maskSize.height);
+    if (mask.width == width && mask.height == height) return;
+    mask = stationary = algorithm::MakeEmptyMask(width, height);
+    auto const fitting = [&](algorithm::BitMask const& given) {
+        bool const fits = given.width == width && given.height == height;
+        return fits ? given : mask;
+    };
+    exclude = fitting(options.exclude);
+    freeze = fitting(options.freeze);
+    reset = fitting(options.reset);
+    bits.create(grid.maskSize);
+    cells = cv::Mat1b(grid.size, 0);
+    standingCells = cv::Mat1b(grid.size, 0);
+}
+
 bool Foreground::Process(Frame const& frame, Grid const& grid) {
-    auto const width = frame.GetWidth() / 2;
-    auto const height = frame.GetHeight() / 2;
-    if (mask.width != width || mask.height != height) {
-        mask = stationary = algorithm::MakeEmptyMask(width, height);
-        auto const fitting = [&](algorithm::BitMask const& given) {
-            bool const fits = given.width == width && given.height == height;
-            return fits ? given : mask;
-        };
-        exclude = fitting(options.exclude);
-        freeze = fitting(options.freeze);
-        reset = fitting(options.reset);
-        bits.create(grid.maskSize);
-        cells = cv::Mat1b(grid.size, 0);
-        standingCells = cv::Mat1b(grid.size, 0);
-    }
+    Fit(grid);
     if (mask.words.empty()) return true;
     Frame const conditioned =
-        GreyFrame(conditioner.Process(LumaOf(frame), cells), frame.GetTimestamp());
+        GreyFrame(conditioner.Process(MatrixOf(frame), cells), frame.GetTimestamp());
     if (!conditioner.IsFollowed()) return false;
     float const allowance =
         LargestAllowance * std::min(1.0F, LightDifference() / LevelsOfAllowance);
@@ -104,6 +103,24 @@ void Foreground::Forget() {
     conditioner.Forget();
     cells = 0;
     standingCells = 0;
+}
+
+void Foreground::Begin(std::vector<cv::Mat1b> const& pictures, Grid const& grid) {
+    Fit(grid);
+    if (mask.words.empty()) return;
+    Forget();
+    conditioner.Begin(pictures.front());
+    // The background is then as old as it gets, within reason: what comes to stand takes as long to
+    // replace it.
+    double const oldest = (options.stationaryTime + options.holdOnTime) * options.framesPerSecond;
+    auto const frames = static_cast<std::size_t>(std::min(oldest, MostRehearsed));
+    segmenter.SetThresholdFactor(options.thresholdFactor);
+    // One time for all counts as one frame each; it lies too far back to leave a gap.
+    Frame::TimePoint const longAgo(std::chrono::hours(-24));
+    for (std::size_t i = 0; i < frames; ++i) {
+        segmenter.Process(GreyFrame(pictures[i % pictures.size()], longAgo), freeze, reset, exclude,
+                          mask, stationary);
+    }
 }
 
 }  // namespace kes::tracker

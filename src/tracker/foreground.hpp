@@ -24,6 +24,9 @@ public:
     // Takes the next frame for the background.
     void Forget();
 
+    // Learns the background from pictures of luma of the empty scene, the first one without noise.
+    void Begin(std::vector<cv::Mat1b> const& pictures, Grid const& grid);
+
     // Where the cells' origin lies in the frame, in pixels: the camera has moved since the
     // background was learnt.
     cv::Point2f Offset() const { return conditioner.Offset(); }
@@ -39,6 +42,8 @@ public:
     algorithm::BitMask const& Mask() const { return mask; }
 
 private:
+    void Fit(Grid const& grid);
+
     Options const& options;
     Conditioner conditioner;
     RealTimeSegmenter segmenter;

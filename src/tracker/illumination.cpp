@@ -13,9 +13,7 @@ namespace {
 constexpr int SampleColumns = 192;  // pictures are compared at no more than this width
 constexpr int BlockSide = 8;        // samples along each side of a block of the gain field
 
-// Foreground over more than this share of a third of the picture's width and height is light that
-// was not understood, not objects.
-constexpr int FloodWindow = 3;
+// Foreground over more than this share of the picture is light that was not understood.
 constexpr double FloodShare = 0.5;
 
 // The curve is straight between knots.
@@ -48,6 +46,12 @@ cv::Mat1b SamplesOf(cv::Mat1b const& picture, cv::Size size) {
     cv::Mat1b samples;
     cv::resize(picture, samples, size, 0, 0, cv::INTER_AREA);
     return samples;
+}
+
+float MedianOf(std::vector<float>& values) {
+    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
 }
 
 // What of a change is undone. It begins without a jump.
@@ -175,6 +179,10 @@ public:
                LeastDeviation * LeastDeviation * count;
     }
 
+    bool HasNewTexture() const {
+        return squaresNow - sumNow * sumNow / count >= LeastDeviation * LeastDeviation * count;
+    }
+
     // How much the texture is that of before, -1 to 1.
     float Likeness() const {
         float const now = squaresNow - sumNow * sumNow / count;
@@ -184,19 +192,40 @@ public:
     }
 
     Gain Measure() {
-        // What looks the same but for its light is background, whatever it was taken for.
+        // What looks the same but for its light is background, whatever it was taken for; what
+        // looks otherwise is an object.
         bool const isSame = HasTexture() && Likeness() > SameTexture;
+        if (!isSame && (HasTexture() || HasNewTexture())) return {1, NoTrust};
         std::vector<float>& ratios = isSame ? all : valid;
         if (static_cast<float>(ratios.size()) < LeastValid * count) return {1, NoTrust};
-        auto const middle = ratios.begin() + static_cast<std::ptrdiff_t>(ratios.size() / 2);
-        std::nth_element(ratios.begin(), middle, ratios.end());
-        return {std::clamp(*middle, LeastGain, LargestGain), isSame ? TextureTrust : PlainTrust};
+        return {std::clamp(MedianOf(ratios), LeastGain, LargestGain),
+                isSame ? TextureTrust : PlainTrust};
     }
 
 private:
     float count = 0, sumNow = 0, sumBefore = 0, squaresNow = 0, squaresBefore = 0, products = 0;
     std::vector<float> all, valid;
 };
+
+// The median of those about each block that say something.
+cv::Mat1f Evened(cv::Mat1f const& gains, cv::Mat1f const& trust) {
+    constexpr int Around = 2;  // blocks to each side
+    cv::Mat1f evened = gains.clone();
+    std::vector<float> near;
+    for (int y = 0; y < gains.rows; ++y) {
+        for (int x = 0; x < gains.cols; ++x) {
+            near.clear();
+            for (int v = std::max(0, y - Around); v <= std::min(y + Around, gains.rows - 1); ++v) {
+                for (int u = std::max(0, x - Around); u <= std::min(x + Around, gains.cols - 1);
+                     ++u) {
+                    if (trust(v, u) > NoTrust) near.push_back(gains(v, u));
+                }
+            }
+            if (!near.empty()) evened(y, x) = MedianOf(near);
+        }
+    }
+    return evened;
+}
 
 }  // namespace
 
@@ -253,7 +282,7 @@ void Illumination::FitGains(cv::Mat1b const& now, cv::Mat1b const& before, cv::M
         textured >= FewTextured ? static_cast<float>(alike) / static_cast<float>(textured) : 1.0F;
     // Objects that nobody knows of yet are small; light is not. Blocks that say nothing take their
     // neighbours' gain.
-    cv::medianBlur(measured, measured, 5);
+    measured = Evened(measured, trust);
     cv::multiply(measured, trust, measured);
     cv::GaussianBlur(measured, measured, {5, 5}, 1);
     cv::GaussianBlur(trust, trust, {5, 5}, 1);
@@ -270,9 +299,7 @@ void Illumination::Estimate(cv::Mat1b const& picture, cv::Mat1b const& backgroun
     cv::Mat1b const before = SamplesOf(background, size);
     cv::Mat1b skip = SamplesOf(foreground, size);
     cv::dilate(skip, skip, cv::Mat());
-    cv::Mat1b share;
-    cv::blur(skip, share, {size.width / FloodWindow + 1, size.height / FloodWindow + 1});
-    skip.setTo(0, share > FloodShare * 255);
+    if (cv::countNonZero(skip) > FloodShare * size.area()) skip = 0;
 
     cv::Mat1b corrected, change;
     auto const error = [&] {

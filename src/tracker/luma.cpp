@@ -65,4 +65,13 @@ Frame Luma::Of(Frame const& frame) {
     return view(pixels.size(), pixels.data(), static_cast<long>(width));
 }
 
+cv::Mat1b MatrixOf(Frame const& frame) {
+    auto const& plane = frame.GetPlane(0);
+    // OpenCV has no view of constant memory; this one is only read.
+    auto* const pixels =
+        const_cast<unsigned char*>(static_cast<unsigned char const*>(plane.GetBuffer()));
+    return {static_cast<int>(frame.GetHeight()), static_cast<int>(frame.GetWidth()), pixels,
+            static_cast<std::size_t>(plane.GetStride())};
+}
+
 }  // namespace kes::tracker

@@ -6,6 +6,7 @@
 
 #include <kes/media/colour_format.hpp>
 #include <kes/tracker/tracker.hpp>
+#include <opencv2/core.hpp>
 
 namespace kes::tracker {
 
@@ -16,6 +17,9 @@ void CheckFrame(Frame const& frame);
 inline bool HasColour(Frame const& frame) {
     return frame.GetColourFormat() != media::ColourFormat::Grey;
 }
+
+// A view of a Grey frame's pixels.
+cv::Mat1b MatrixOf(Frame const& frame);
 
 class Luma {
 public:

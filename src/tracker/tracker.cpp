@@ -13,6 +13,7 @@
 #include "tracker/association.hpp"
 #include "tracker/blob_fit.hpp"
 #include "tracker/blobs.hpp"
+#include "tracker/clip_background.hpp"
 #include "tracker/confidences.hpp"
 #include "tracker/coverage.hpp"
 #include "tracker/foreground.hpp"
@@ -47,6 +48,7 @@ class Tracker::Impl {
 public:
     explicit Impl(Options const& settings) : options(Checked(settings)) {}
 
+    void Survey(Frame const& frame);
     Result Process(Frame const& frame);
     Result Process(Frame const& frame, std::vector<Detection> const& detections);
     void ForgetObjects();
@@ -64,6 +66,7 @@ private:
 
     Options const options;
     Luma luma;
+    ClipBackground clipBackground;
     Foreground foreground{options};
     SceneWatch sceneWatch{options.framesPerSecond};
     std::optional<EventType> sceneChange;  // of this frame
@@ -81,11 +84,17 @@ private:
     float minimumHeight = 0;            // in cells
 };
 
+void Tracker::Impl::Survey(Frame const& frame) {
+    Fit(frame);
+    if (!grid.size.empty()) clipBackground.Add(MatrixOf(luma.Of(frame)));
+}
+
 Result Tracker::Impl::Process(Frame const& frame) {
     Stopwatch watch;
     Times times;
     Fit(frame);
     if (grid.size.empty()) return {};
+    if (!clipBackground.IsEmpty()) foreground.Begin(clipBackground.Finish(), grid);
     bool const isFollowed = foreground.Process(luma.Of(frame), grid);
     sceneChange = sceneWatch.Note(foreground.Offset(), foreground.LightDifference(), isFollowed);
     if (sceneChange == EventType::SceneChanged) foreground.Forget();
@@ -159,6 +168,7 @@ void Tracker::Impl::Fit(Frame const& frame) {
     minimumHeight = options.minimumHeight * static_cast<float>(grid.size.height);
     scene = {};
     scene.occlusion.Begin(grid.size);
+    clipBackground = {};
     ForgetObjects();
 }
 
@@ -329,6 +339,7 @@ Result Tracker::Impl::Report() {
 
 Tracker::Tracker(Options const& options) : impl(std::make_unique<Impl>(options)) {}
 Tracker::~Tracker() = default;
+void Tracker::Survey(Frame const& frame) { impl->Survey(frame); }
 Result Tracker::Process(Frame const& frame) { return impl->Process(frame); }
 Result Tracker::Process(Frame const& frame, std::vector<Detection> const& detections) {
     return impl->Process(frame, detections);

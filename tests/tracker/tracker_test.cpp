@@ -247,6 +247,21 @@ TEST(Tracker, MakesUpForLightAndForTheCamera) {
     }
 }
 
+// Who stands in the clip's beginning is no part of its background.
+TEST(Tracker, SurveysTheEmptyScene) {
+    Hall hall({{{{0, 240, 250}, {40, 240, 250}}, Red, Black}}, {});
+    tracker::Tracker tracker(HallOptions());
+    for (int frame = 0; frame < 100; ++frame) tracker.Survey(hall.Draw(frame));
+    std::set<int> visible;  // frames
+    for (int frame = 0; frame < 80; ++frame) {
+        for (auto const& object : tracker.Process(hall.Draw(frame)).objects) {
+            if (object.visibility == tracker::Visibility::Visible) visible.insert(frame);
+        }
+    }
+    EXPECT_GE(visible.size(), 35U);
+    EXPECT_LE(*visible.rbegin(), 45) << "a ghost";
+}
+
 // Who meets and turns back can be told by colour alone.
 TEST(Tracker, TakesEveryColourFormat) {
     using media::ColourFormat;

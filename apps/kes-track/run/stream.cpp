@@ -44,6 +44,8 @@ void WarmUp(StreamOptions const& options, tracker::Tracker& tracker, StreamRepor
             std::function<void(Advance const&)> const& advance) {
     video::ReadOptions read = options.read;
     read.duration = read.duration ? std::min(*read.duration, options.warmUp) : options.warmUp;
+    video::Reader survey(options.input, read);
+    while (auto const picture = survey.Next()) tracker.Survey(picture->frame);
     video::Reader reader(options.input, read);
     while (auto const picture = reader.Next()) {
         tracker.Process(picture->frame);

@@ -128,6 +128,11 @@ public:
     Tracker(Tracker const&) = delete;
     Tracker& operator=(Tracker const&) = delete;
 
+    /// Takes a frame of a recorded clip, in order, before Process is given the clip: what the frames
+    /// show at most times is the background that Process begins with, in the place and light of the
+    /// first of them. Not every frame is needed. Throws like Process.
+    KES_EXPORT void Survey(Frame const& frame);
+
     /// Takes the next frame: Nv12, Grey, Rgb, Bgr or Yuv, of any size and a rotation that is
     /// ignored. With Grey frames objects are told apart by place and motion alone, not by colour.
     /// When the size differs from that of the frame before, objects and scene are forgotten. A
