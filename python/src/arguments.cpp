@@ -207,6 +207,7 @@ void ReadMask(py::handle object, char const* name, Size frameSize, algorithm::Bi
                " has columns that are not contiguous: copy it with numpy.ascontiguousarray");
     }
 
+    if (mask.words.empty()) return;
     auto const* const bytes = static_cast<std::uint8_t const*>(array.data());
     auto const row = [&](std::size_t y) {
         return bytes + static_cast<py::ssize_t>(y) * array.strides(0);

@@ -136,6 +136,8 @@ void MaskArray::Write(std::uint32_t const* words, std::size_t frameIndex) const 
     std::size_t const cellRows = frameSize.height / 2;
     std::uint8_t* const frame = first + static_cast<py::ssize_t>(frameIndex) * frameStride;
     auto const bytesPerRow = wordsPerRow * sizeof *words;
+    // Of no word there may be no memory either.
+    if (form == MaskForm::Packed && wordsPerRow * cellRows == 0) return;
     if (form == MaskForm::Packed && rowStride == static_cast<py::ssize_t>(bytesPerRow)) {
         std::memcpy(frame, words, bytesPerRow * cellRows);
         return;
