@@ -1,6 +1,7 @@
 // kes-track manual: the manual page and the shell completion, written from the same table of
-// options as --help, so that the three cannot differ. Used when the program is packaged; --help
-// hides it. (help2man reads one --help page only, and would say nothing of the commands' options.)
+// options as --help, so that the three cannot differ; and the schema of the JSON lines. Used when
+// the program is packaged; --help hides it. (help2man reads one --help page only, and would say
+// nothing of the commands' options.)
 
 #include <cctype>
 #include <iostream>
@@ -9,7 +10,10 @@
 #include <string_view>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
 #include "command.hpp"
+#include "run/lines_schema.hpp"
 
 namespace kes::track {
 namespace {
@@ -79,6 +83,30 @@ void WriteFooter(std::string const& footer) {
     std::cout << "\n.nf\n" << Roff(footer.substr(titleEnd + 2)) << "\n.fi\n";
 }
 
+// What `run` writes, from the schema of its JSON lines.
+void WriteFormats() {
+    std::cout << ".SH MOTCHALLENGE COLUMNS\n"
+              << Roff(
+                     "run --mot writes a line for each mover in each frame: the frame's number "
+                     "from 1, the object's number, left, top, width and height in pixels, "
+                     "confidence from 0 to 1, and three unused columns, -1.")
+              << "\n.SH JSON LINES\n"
+              << Roff(
+                     "run --jsonl writes an object on each line. manual --schema prints the JSON "
+                     "Schema of a line.")
+              << '\n';
+    auto const schema = nlohmann::ordered_json::parse(run::LinesSchema);
+    for (auto const& kind : schema["$defs"]) {
+        auto const description = kind["description"].get<std::string>();
+        std::cout << ".PP\nFor " << Roff(description) << ":\n";
+        for (auto const& [name, field] : kind["properties"].items()) {
+            auto const text = field.contains("description") ? field["description"] : field["const"];
+            std::cout << ".TP\n\\fI" << Roff(name) << "\\fR\n"
+                      << Roff(text.get<std::string>()) << '\n';
+        }
+    }
+}
+
 void WriteManual(CLI::App const& program) {
     std::string const name = Roff(program.get_name());
     std::string summary = program.get_description();
@@ -101,6 +129,7 @@ void WriteManual(CLI::App const& program) {
     std::cout << "\\fB" << name << " \\-\\-help\\fR | \\fB\\-\\-version\\fR\n"
               << ".SH COMMANDS\nEach takes \\fB\\-\\-help\\fR too.\n";
     for (CLI::App const* command : VisibleCommands(program)) WriteCommand(*command);
+    WriteFormats();
     WriteFooter(program.get_footer());
 }
 
@@ -141,11 +170,22 @@ complete -o default -F _kes_track )"
 
 Run AddManualCommand(CLI::App& app) {
     app.group("");
-    auto const isCompletion = std::make_shared<bool>(false);
-    app.add_flag("--completion", *isCompletion, "Write the bash completion instead");
-    return [&app, isCompletion] {
+    struct Wanted {
+        bool completion = false;
+        bool schema = false;
+    };
+    auto const wanted = std::make_shared<Wanted>();
+    app.add_flag("--completion", wanted->completion, "Write the bash completion instead");
+    app.add_flag("--schema", wanted->schema, "Write the JSON Schema of what run --jsonl writes");
+    return [&app, wanted] {
         CLI::App const& program = *app.get_parent();
-        *isCompletion ? WriteCompletion(program) : WriteManual(program);
+        if (wanted->schema) {
+            std::cout << run::LinesSchema;
+        } else if (wanted->completion) {
+            WriteCompletion(program);
+        } else {
+            WriteManual(program);
+        }
         return 0;
     };
 }

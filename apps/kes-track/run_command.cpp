@@ -119,7 +119,7 @@ void PrintTable(std::ostream& out, Outcome const& outcome) {
                                  : FormatCount(report.warmUpFrames) + " frames of the clip, at " +
                                        RateText(RateOf(report.warmUpFrames, report.inWarmUp)));
         table.Row("objects", FormatCount(report.objects) + " that moved, " +
-                                 FormatCount(report.things) + " that only stood");
+                                 FormatCount(report.staticObjects) + " that only stood");
         table.Row("events", FormatCount(report.events));
         table.Row("reading", rate(report.reading));
         table.Row("tracking", rate(report.tracking));
@@ -136,7 +136,7 @@ Json ReportJson(Outcome const& outcome) {
     json["scaled_frames"] = report.scaledFrames;
     json["warm_up_frames"] = report.warmUpFrames;
     json["objects"] = report.objects;
-    json["things"] = report.things;
+    json["static_objects"] = report.staticObjects;
     json["events"] = report.events;
     json["warm_up_seconds"] = Seconds(report.inWarmUp);
     json["reading_seconds"] = Seconds(report.reading);

@@ -77,7 +77,7 @@ std::string_view NameOf(tracker::CountEvent::Type type) {
 }
 
 std::string_view NameOf(tracker::Visibility visibility) {
-    return visibility == tracker::Visibility::Visible ? "seen" : "hidden";
+    return visibility == tracker::Visibility::Visible ? "visible" : "occluded";
 }
 
 }  // namespace
@@ -154,10 +154,11 @@ void Outputs::WriteLines(video::Picture const& picture, tracker::Result const& r
     Json objects = Json::array();
     for (tracker::Object const& object : result.objects) {
         Json one{{"id", object.id},
-                 {"kind", object.kind == tracker::Kind::StaticObject ? "thing" : "mover"},
+                 {"kind", object.kind == tracker::Kind::StaticObject ? "static" : "mover"},
                  {"box", BoxJson(object.box)},
-                 {"sight", NameOf(object.visibility)},
-                 {"standing", object.isStanding}};
+                 {"visibility", NameOf(object.visibility)},
+                 {"standing", object.isStanding},
+                 {"confidence", Rounded(object.confidence)}};
         if (detections != nullptr) one["label"] = detections->NameOf(object.label);
         objects.push_back(std::move(one));
     }

@@ -76,7 +76,7 @@ public:
         for (tracker::Object const& object : result.objects) {
             if (object.id <= highest) continue;
             if (!known.insert(object.id).second) continue;
-            ++(object.kind == tracker::Kind::StaticObject ? report.things : report.objects);
+            ++(object.kind == tracker::Kind::StaticObject ? report.staticObjects : report.objects);
         }
         // Numbers rise, so that old ones need not be remembered for ever.
         while (known.size() > Most) {

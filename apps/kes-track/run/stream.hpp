@@ -18,8 +18,8 @@ struct StreamReport {
     std::uint64_t frames = 0;
     std::uint64_t scaledFrames = 0;  // of another size than the first
     std::uint64_t warmUpFrames = 0;
-    std::uint64_t objects = 0;  // movers that counted
-    std::uint64_t things = 0;   // things that came to stand and never moved
+    std::uint64_t objects = 0;        // movers that counted
+    std::uint64_t staticObjects = 0;  // came to stand and never moved
     std::uint64_t events = 0;
     std::chrono::nanoseconds inWarmUp{};
     std::chrono::nanoseconds reading{};

@@ -98,15 +98,17 @@ TEST(RunOutputs, WriteMoversAsBoxesAndEverythingAsLines) {
     EXPECT_EQ(ReadFile(folder / "out.txt"),
               "42,3,8.00,20.00,16.00,20.00,0.75,-1,-1,-1\n"
               "42,4,40.00,20.00,8.00,20.00,0.5,-1,-1,-1\n");
-    EXPECT_EQ(
-        ReadFile(folder / "out.jsonl"),
-        R"({"event":"absorbed","frame":42,"time":4.1,"id":5,"box":[50.0,24.0,10.0,16.0]})"
-        "\n"
-        R"({"frame":42,"time":4.1,"objects":[)"
-        R"({"id":3,"kind":"mover","box":[8.0,20.0,16.0,20.0],"sight":"seen","standing":false},)"
-        R"({"id":4,"kind":"mover","box":[40.0,20.0,8.0,20.0],"sight":"hidden","standing":true},)"
-        R"({"id":5,"kind":"thing","box":[50.0,24.0,10.0,16.0],"sight":"seen","standing":true}]})"
-        "\n");
+    EXPECT_EQ(ReadFile(folder / "out.jsonl"),
+              R"({"event":"absorbed","frame":42,"time":4.1,"id":5,"box":[50.0,24.0,10.0,16.0]})"
+              "\n"
+              R"({"frame":42,"time":4.1,"objects":[)"
+              R"({"id":3,"kind":"mover","box":[8.0,20.0,16.0,20.0],)"
+              R"("visibility":"visible","standing":false,"confidence":0.75},)"
+              R"({"id":4,"kind":"mover","box":[40.0,20.0,8.0,20.0],)"
+              R"("visibility":"occluded","standing":true,"confidence":0.5},)"
+              R"({"id":5,"kind":"static","box":[50.0,24.0,10.0,16.0],)"
+              R"("visibility":"visible","standing":true,"confidence":1.0}]})"
+              "\n");
 }
 
 bool IsNear(cv::Vec3b const& pixel, cv::Scalar const& colour) {
