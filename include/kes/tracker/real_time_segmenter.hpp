@@ -24,6 +24,7 @@ namespace kes::tracker {
 /// One thread at a time uses it; distinct ones are independent.
 class RealTimeSegmenter {
 public:
+    /// What a segmenter is made with.
     struct Parameters {
         double framesPerSecond = 15;  ///< of the stream on average, above 0
         double stationaryTime = 5;    ///< seconds until foreground counts as stationary
@@ -48,9 +49,11 @@ public:
         segmenter.SetThresholdFactor(parameters.thresholdFactor);
     }
 
+    /// @{
     /// As EmogSegmenter::SetThresholdFactor and EmogSegmenter::Reset.
     void SetThresholdFactor(float factor) { segmenter.SetThresholdFactor(factor); }
     void Reset() { segmenter.Reset(); }
+    /// @}
 
     /// As EmogSegmenter::Process. Every mask has half of the frame's width and height.
     void Process(media::video::FrameBase<void const> const& frame, algorithm::BitMask const& freeze,
