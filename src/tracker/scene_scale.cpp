@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t Capacity = 600;
 constexpr std::size_t Enough = 60;
 constexpr std::size_t FitEvery = 10;
-constexpr double PriorOfNoSlope = 270;  // cells squared: a third of a sample at 30 cells
+constexpr double PriorOfNoSlope = 900;  // cells squared: one sample at 30 cells
 constexpr float TypicalSpread = 0.15F;  // median of |height - line| / line that still makes a line
 
 float Median(std::vector<float>& values) {

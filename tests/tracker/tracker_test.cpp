@@ -358,38 +358,33 @@ TEST(Tracker, FollowsADetectorsBoxesOfUnlikeLabelsApart) {
 
 // Three walkers, one of them with a case: the scene that ./demo shows where there is no clip.
 TEST(Tracker, FollowsTheMadeUpYard) {
-    for (bool const isLive : {false, true}) {
-        constexpr int Frames = draw::Scene::FrameRate * draw::Scene::Length.count();
-        tracker::Tracker tracker({});
-        tracker::FixedLagSmoother smoother(15, 9);
-        std::map<int, Kind> kinds;
-        auto const watch = [&](bool isWarmUp) {
-            draw::Scene scene;
-            for (int frame = 0; frame < Frames; ++frame) {
-                cv::Mat const picture = scene.Draw(std::chrono::nanoseconds(
-                    static_cast<std::int64_t>(1e9 * frame / draw::Scene::FrameRate)));
-                auto const width = static_cast<unsigned int>(picture.cols);
-                auto const height = static_cast<unsigned int>(picture.rows);
-                media::video::frame::PlaneBase<void const> const plane{3UL * width * height,
-                                                                       picture.data, 3L * width};
-                auto result =
-                    tracker.Process({{plane}, media::ColourFormat::Bgr, width, height, {}, {}});
-                if (isWarmUp) continue;
-                if (auto const ready = smoother.Push(std::move(result))) {
-                    for (auto const& object : ready->objects) kinds.emplace(object.id, object.kind);
-                }
+    constexpr int Frames = draw::Scene::FrameRate * draw::Scene::Length.count();
+    tracker::Tracker tracker({});
+    tracker::FixedLagSmoother smoother(15, 9);
+    std::map<int, Kind> kinds;
+    auto const watch = [&](bool isWarmUp) {
+        draw::Scene scene;
+        for (int frame = 0; frame < Frames; ++frame) {
+            cv::Mat const picture = scene.Draw(std::chrono::nanoseconds(
+                static_cast<std::int64_t>(1e9 * frame / draw::Scene::FrameRate)));
+            auto const width = static_cast<unsigned int>(picture.cols);
+            auto const height = static_cast<unsigned int>(picture.rows);
+            media::video::frame::PlaneBase<void const> const plane{3UL * width * height,
+                                                                   picture.data, 3L * width};
+            auto result =
+                tracker.Process({{plane}, media::ColourFormat::Bgr, width, height, {}, {}});
+            if (isWarmUp) continue;
+            if (auto const ready = smoother.Push(std::move(result))) {
+                for (auto const& object : ready->objects) kinds.emplace(object.id, object.kind);
             }
-        };
-        if (!isLive) {
-            watch(true);
-            tracker.ForgetObjects();
         }
-        watch(false);
-        std::map<Kind, int> counts;
-        for (auto const& [id, kind] : kinds) ++counts[kind];
-        EXPECT_EQ(counts, (std::map<Kind, int>{{Kind::Mover, 3}, {Kind::StaticObject, 1}}))
-            << (isLive ? "live" : "after a warm-up");
-    }
+    };
+    watch(true);
+    tracker.ForgetObjects();
+    watch(false);
+    std::map<Kind, int> counts;
+    for (auto const& [id, kind] : kinds) ++counts[kind];
+    EXPECT_EQ(counts, (std::map<Kind, int>{{Kind::Mover, 3}, {Kind::StaticObject, 1}}));
 }
 
 TEST(Tracker, TakesFramesOfAnySizeAndBeginsAfreshWhenItChanges) {
