@@ -9,6 +9,7 @@ namespace {
 
 constexpr float LeastOffset = 0.3F;      // pixels; less does not matter
 constexpr float NearlyWhole = 0.2F;      // pixels from whole ones, which do without interpolation
+constexpr float LeastDifference = 1;     // grey levels; the segmenter learns smaller ones
 constexpr float MostUnexplained = 0.2F;  // of the background
 constexpr float LeastRecognized = 0.4F;  // of its texture
 constexpr int LearnEach = 16;            // of the first pictures, then
@@ -44,6 +45,7 @@ void Conditioner::Begin(cv::Mat1b const& picture) {
     egoMotion = {};
     egoMotion.Choose(picture);
     illumination = {};
+    lightDifference = 0;
     isKnown = true;
     isFollowed = true;
     pictures = 1;
@@ -61,7 +63,8 @@ cv::Mat1b const& Conditioner::Process(cv::Mat1b const& picture, cv::Mat1b const&
     illumination.Estimate(result, background.Luma(), foreground);
     isFollowed =
         illumination.Unexplained() < MostUnexplained && illumination.Recognized() > LeastRecognized;
-    if (illumination.Difference() > 0) {
+    lightDifference = illumination.Difference() > LeastDifference ? illumination.Difference() : 0;
+    if (lightDifference > 0) {
         illumination.Undo(result, corrected);
         result = corrected;
     }

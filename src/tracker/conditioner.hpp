@@ -30,8 +30,9 @@ public:
     // Where the background's origin lies in the last picture, in pixels.
     cv::Point2f Offset() const { return offset; }
 
-    // How much the light differs from the background's, in grey levels.
-    float LightDifference() const { return illumination.Difference(); }
+    // How much the light differs from the background's, in grey levels; 0 where that is too little
+    // to be made up for.
+    float LightDifference() const { return lightDifference; }
 
     // Whether the last picture shows the background but for place, light and objects.
     bool IsFollowed() const { return isFollowed; }
@@ -46,6 +47,7 @@ private:
     cv::Mat1b corrected;
     cv::Mat1b result;  // a view of one of those or of the picture
     cv::Point2f offset{};
+    float lightDifference = 0;
     bool isKnown = false;
     bool isFollowed = true;
     int pictures = 0;  // since the background began
