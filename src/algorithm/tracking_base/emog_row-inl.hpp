@@ -492,12 +492,6 @@ HWY_INLINE bool HoldsForAll(D16 d, SomeCells cells, Lanes truth) {
     return hn::AllFalse(d, hn::AndNot(truth, cells.lanes));
 }
 
-HWY_INLINE Outputs Only(D16, AllCells, Outputs const& outputs) { return outputs; }
-HWY_INLINE Outputs Only(D16 d, SomeCells cells, Outputs const& outputs) {
-    StripBits const bits = BitsOf(d, cells.lanes);
-    return {outputs.young & bits, outputs.stationary & bits, outputs.isQuiet};
-}
-
 // Cells as in most of a picture: every one sees its background and has nothing younger. Then the
 // mode ages, nothing is placed anew or cleared or reported, and only the first 16 bytes of the
 // records are touched. No deviation, the observation's or the mode's, reaches Far.
@@ -561,7 +555,7 @@ HWY_INLINE Outputs UpdateStrip(Cells cells, Strip const& strip, unsigned char co
     ClearYounger(d, cell, placement);
     Learn(d, cell, placement, match, features, reset, commands.reset != 0, rate);
     StoreCells(d, cells, cell, strip);
-    return Only(d, cells, Report(d, placement, values));
+    return Report(d, placement, values);  // of padding nothing: an empty record is no foreground
 }
 
 // Backgrounds are read in the order in which they lie in memory. Processors foresee that, but not

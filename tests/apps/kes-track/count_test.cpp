@@ -27,7 +27,7 @@ TEST(Gates, AreReadAsTheyAreSpelt) {
     ASSERT_EQ(zone->corners.size(), 4U);
     EXPECT_EQ(zone->corners[3], (tracker::Point{8, 9}));
     for (char const* text : {"", "door", "door:", ":1,2,3,4", "door:1,2,3", "door:1,2,3,4,5,6",
-                             "door:1,2,1,2", "door:1,2,3,x", "door:1,2,3,4,", "door:1,2,3,1e99"}) {
+                             "door:1,2,1,2", "door:1,2,3,x", "door:1,2,3,4,", "door:1,2,3,4,5", "door:1,2,3,1e99"}) {
         EXPECT_FALSE(ParseLine(text)) << text;
     }
     for (char const* text : {"hall:1,2,3,4", "hall:1,2,3,4,5", "hall:1,2,3,4,5,"}) {

@@ -158,6 +158,9 @@ TEST(Nv12Converter, TellsWhichRangeLuminanceHas) {
     av::Frame const decoded = test::MakePicture(AV_PIX_FMT_YUV420P, 32, 16, 0);
     decoded->color_range = AVCOL_RANGE_JPEG;
     EXPECT_EQ(converter.Convert(*decoded, {32, 16})->color_range, AVCOL_RANGE_JPEG);
+    av::Frame const grey = test::MakePicture(AV_PIX_FMT_GRAY8, 32, 16, 0);
+    grey->color_range = AVCOL_RANGE_MPEG;
+    EXPECT_EQ(converter.Convert(*grey, {32, 16})->color_range, AVCOL_RANGE_MPEG);
 }
 
 // The frame's memory is watched by the address sanitizer; here the picture's content is.

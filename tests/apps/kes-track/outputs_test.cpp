@@ -10,6 +10,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "base/failure.hpp"
+#include "draw/heatmap.hpp"
 #include "draw/overlay.hpp"
 #include "draw/tracks.hpp"
 #include "output/output_file.hpp"
@@ -149,6 +150,37 @@ TEST(Drawing, FramesObjectsInTheirColours) {
     EXPECT_TRUE(IsNear(picture.at<cv::Vec3b>(30, 8), draw::ColourOf(3)));
     EXPECT_TRUE(IsNear(picture.at<cv::Vec3b>(34, 50), draw::StationaryColour));
     EXPECT_EQ(picture.at<cv::Vec3b>(30, 16), cv::Vec3b::all(0)) << "within a box";
+    EXPECT_NE(draw::ColourOf(3), draw::ColourOf(4));
+}
+
+TEST(Drawing, LetsTrailsEnd) {
+    cv::Mat picture(48, 64, CV_8UC3, cv::Scalar::all(0));
+    draw::TrackPainter painter(3);
+    for (float x = 4; x < 60; x += 5) {
+        painter.Note({{{7,
+                        {x - 2, 30, x + 2, 40},
+                        tracker::Kind::Mover,
+                        tracker::Visibility::Visible,
+                        true,
+                        false,
+                        1,
+                        0}},
+                      {},
+                      {}});
+    }
+    painter.Draw(picture);
+    EXPECT_NE(picture.at<cv::Vec3b>(40, 54), cv::Vec3b::all(0));
+    EXPECT_EQ(picture.at<cv::Vec3b>(40, 20), cv::Vec3b::all(0));
+}
+
+TEST(Drawing, HeatsWhereMoversAre) {
+    draw::Heatmap heatmap({64, 48});
+    heatmap.Note(SomeResult(), 1);  // feet at (16, 40), (44, 40), and of a static object (55, 40)
+    cv::Mat const cold(48, 64, CV_8UC3, cv::Scalar::all(40));
+    cv::Mat const picture = heatmap.Draw(cold);
+    EXPECT_FALSE(IsNear(picture.at<cv::Vec3b>(42, 18), cv::Scalar::all(40)));
+    EXPECT_TRUE(IsNear(picture.at<cv::Vec3b>(42, 61), cv::Scalar::all(40)));
+    EXPECT_TRUE(IsNear(picture.at<cv::Vec3b>(10, 10), cv::Scalar::all(40)));
 }
 
 TEST(Drawing, KeepsColoursInAPng) {
