@@ -118,6 +118,8 @@ void PrintTable(std::ostream& out, Outcome const& outcome) {
                                  ? "none"
                                  : FormatCount(report.warmUpFrames) + " frames of the clip, at " +
                                        RateText(RateOf(report.warmUpFrames, report.inWarmUp)));
+        table.Row("times", "of objects count frames, " + FormatNumber(report.clip.frameRate, 3) +
+                               " to a second");
         table.Row("objects", FormatCount(report.objects) + " that moved, " +
                                  FormatCount(report.staticObjects) + " that only stood");
         table.Row("events", FormatCount(report.events));

@@ -45,8 +45,8 @@ bool LacksIndex(std::string const& path) {
     std::array<unsigned char, 8> box{};
     while (file.read(reinterpret_cast<char*>(box.data()), box.size())) {
         std::string_view const kind(reinterpret_cast<char const*>(&box[4]), 4);
-        std::uint32_t const size =
-            std::uint32_t{box[0]} << 24 | box[1] << 16 | box[2] << 8 | box[3];
+        std::uint32_t const size = std::uint32_t{box[0]} << 24 | std::uint32_t{box[1]} << 16 |
+                                   std::uint32_t{box[2]} << 8 | box[3];
         if (kind == "moov") return false;
         isMp4 = isMp4 || kind == "ftyp";
         if (!isMp4 || size < box.size()) break;  // a size of 0 or 1: the rest of the file, or more
