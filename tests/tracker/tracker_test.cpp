@@ -358,7 +358,7 @@ TEST(Tracker, FollowsADetectorsBoxesOfUnlikeLabelsApart) {
 
 // Three walkers, one of them with a case: the scene that ./demo shows where there is no clip.
 TEST(Tracker, FollowsTheMadeUpYard) {
-    constexpr int Frames = draw::Scene::FrameRate * draw::Scene::Length.count();
+    constexpr auto Frames = static_cast<int>(draw::Scene::FrameRate * draw::Scene::Length.count());
     tracker::Tracker tracker({});
     tracker::FixedLagSmoother smoother(15, 9);
     std::map<int, Kind> kinds;
