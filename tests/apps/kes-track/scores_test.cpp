@@ -110,6 +110,14 @@ TEST(Scores, RefuseTwoBoxesOfOneIdInAFrame) {
     }
 }
 
+// Either result would do for either; later only number 7 is where number 1 is.
+TEST(Scores, PairWhatOverlapsMost) {
+    auto const scores = Compare({At(1, 1, 0), At(1, 2, 3), At(3, 1, 50)},
+                                {At(1, 7, 0), At(1, 8, 3), At(3, 7, 50)}, All);
+    EXPECT_EQ(scores.matches, 3);
+    EXPECT_EQ(scores.switches, 0);
+}
+
 TEST(Scores, RefuseMorePairsThanFitIntoMemory) {
     std::vector<mot::Row> many;
     for (int i = 0; i < 4097; ++i) many.push_back(At(1, i, static_cast<float>(i)));
