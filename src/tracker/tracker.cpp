@@ -63,6 +63,7 @@ private:
     void Initiate(Detection const& detection);
     Box PixelBox(Pose const& pose) const;
     Result Report();
+    Result Report(Stopwatch& watch, Times times);
 
     Options const options;
     Luma luma;
@@ -106,11 +107,7 @@ Result Tracker::Impl::Process(Frame const& frame) {
         // Nothing is born of a picture that is not understood; tracks go on by their motion.
         for (Track& track : tracks.All()) tracks.NoteUnseen(track);
         tracks.End();
-        Result result = Report();
-        times.upkeep = watch.Lap();
-        times.total = watch.Total();
-        result.times = times;
-        return result;
+        return Report(watch, times);
     }
     Associate(image);
     times.association = watch.Lap();
@@ -123,11 +120,7 @@ Result Tracker::Impl::Process(Frame const& frame) {
     Initiate(image);
     tracks.End();
     UpdateStaticObjects();
-    Result result = Report();
-    times.upkeep = watch.Lap();
-    times.total = watch.Total();
-    result.times = times;
-    return result;
+    return Report(watch, times);
 }
 
 Result Tracker::Impl::Process(Frame const& frame, std::vector<Detection> const& detections) {
@@ -147,11 +140,7 @@ Result Tracker::Impl::Process(Frame const& frame, std::vector<Detection> const& 
 
     tracks.NoteRest();
     tracks.End();
-    Result result = Report();
-    times.upkeep = watch.Lap();
-    times.total = watch.Total();
-    result.times = times;
-    return result;
+    return Report(watch, times);
 }
 
 // Begins afresh when the frames' size is not that of those before.
@@ -302,6 +291,15 @@ Box Tracker::Impl::PixelBox(Pose const& pose) const {
     box = Shifted(box, foreground.Offset());
     return {std::clamp(box.left, 0.0F, width), std::clamp(box.top, 0.0F, height),
             std::clamp(box.right, 0.0F, width), std::clamp(box.bottom, 0.0F, height)};
+}
+
+// What is left of the frame's time is upkeep.
+Result Tracker::Impl::Report(Stopwatch& watch, Times times) {
+    Result result = Report();
+    times.upkeep = watch.Lap();
+    times.total = watch.Total();
+    result.times = times;
+    return result;
 }
 
 Result Tracker::Impl::Report() {

@@ -8,6 +8,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <new>
 #include <vector>
 
 #include "algorithm/tracking_base/emog_model.hpp"
@@ -40,6 +42,26 @@ struct RowTiles {
 CellModel LoadCell(RowTiles const& row, std::size_t cellX);
 void StoreCell(RowTiles const& row, std::size_t cellX, CellModel const& cell);
 
+// Aligned memory of the C library's, so that every runtime answers with std::bad_alloc where there
+// is none: a sanitizer's operator new ends the process.
+template <typename T>
+struct AlignedAllocator {
+    using value_type = T;
+
+    AlignedAllocator() = default;
+    template <typename U>
+    explicit AlignedAllocator(AlignedAllocator<U> const&) {}
+
+    T* allocate(std::size_t count) {
+        void* block = nullptr;
+        if (posix_memalign(&block, alignof(T), count * sizeof(T)) != 0) throw std::bad_alloc();
+        return static_cast<T*>(block);
+    }
+    void deallocate(T* block, std::size_t) { std::free(block); }
+
+    friend bool operator==(AlignedAllocator const&, AlignedAllocator const&) = default;
+};
+
 class BlobState {
 public:
     // Every cell empty. Keeps its memory where the number of cells is that of before and at most
@@ -59,7 +81,8 @@ public:
 private:
     std::size_t width = 0;
     std::size_t height = 0;
-    std::vector<FieldLine> lines;  // the backgrounds of all tiles, row after row; then the rest
+    // The backgrounds of all tiles, row after row; then the rest.
+    std::vector<FieldLine, AlignedAllocator<FieldLine>> lines;
 };
 
 }  // namespace kes::algorithm::tracking_base

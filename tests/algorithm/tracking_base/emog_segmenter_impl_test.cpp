@@ -195,8 +195,7 @@ TEST(EmogSegmenterImpl, IsAsAfterResetWhenTheModelCannotBeAllocated) {
     Picture const picture(64, 48, 0, 10);
     SegmenterPair pair;
     unsigned foreground = 1, stationary = 2;  // too small to be written
-    // Beyond what a vector can hold; memory that fails is faults_test's.
-    for (auto [width, height] : {std::pair{~0U, ~0U}, {1U << 31, ~0U}}) {
+    for (auto [width, height] : {std::pair{~0U, ~0U}, {1U << 31, ~0U}, {~0U, 1U << 22}}) {
         SCOPED_TRACE(testing::Message() << width << " x " << height);
         for (int i = 0; i < 5; ++i) ASSERT_EQ(pair.Differ(picture), "");
         media::video::FrameBase<void const> const huge({}, media::ColourFormat::Grey, width, height,
